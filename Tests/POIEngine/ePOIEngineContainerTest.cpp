@@ -1,0 +1,329 @@
+#include "POIEngine/ePOIEngineContainer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "Support/AssertRecorder.h"
+
+using namespace Kest;
+namespace fs = std::filesystem;
+
+namespace {
+
+ePoiInfo Poi(const std::string& name, int userData = 0)
+{
+    ePoiInfo info;
+    std::memset(&info, 0, sizeof info);
+    std::memcpy(info.szName, name.data(), std::min<std::size_t>(name.size(), 64));
+    std::snprintf(info.szAddress, sizeof info.szAddress, "area of %s", name.c_str());
+    info.dX = 116.25;
+    info.dY = 39.5;
+    info.nUserData = userData;
+    info.nCode = 7010;
+    return info;
+}
+
+std::string Bytes(const fs::path& file)
+{
+    std::ifstream in(file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+void WriteBytes(const fs::path& file, const std::string& bytes)
+{
+    std::ofstream(file, std::ios::binary) << bytes;
+}
+
+class ePOIEngineContainerTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        char pattern[] = "/tmp/poi-store-XXXXXX";
+        ASSERT_NE(nullptr, mkdtemp(pattern));
+        dir = pattern;
+        store.SetDataPath((dir.string() + "/").c_str());
+    }
+    void TearDown() override { fs::remove_all(dir); }
+
+    std::string Name(ContainerType type, int index)
+    {
+        ePoiInfo info;
+        if (!store.GetPOIInfo(type, index, info))
+            return "<none>";
+        return std::string(info.szName, strnlen(info.szName, 64));
+    }
+    std::string Names(ContainerType type)
+    {
+        std::string s;
+        for (int i = 0; i < store.GetPOICount(type); ++i)
+            s += (i ? "," : "") + Name(type, i);
+        return s;
+    }
+    // The frequencies as History.poi holds them.
+    std::vector<int> FileFrequencies()
+    {
+        const std::string b = Bytes(dir / "History.poi");
+        std::vector<int> f;
+        for (std::size_t at = 152; at + 4 <= b.size(); at += 156) {
+            int v;
+            std::memcpy(&v, b.data() + at, 4);
+            f.push_back(v);
+        }
+        return f;
+    }
+    // Uses history entries so that they get the given frequencies, in order.
+    void UseHistory(const std::vector<std::pair<std::string, int>>& uses)
+    {
+        for (const auto& [name, times] : uses)
+            for (int i = 0; i < times; ++i)
+                store.AddPOI(CONTAINER_HISTORY, Poi(name));
+        store.SavePOI(CONTAINER_HISTORY);
+    }
+
+    fs::path dir;
+    ePOIEngineContainer store;
+};
+
+} // namespace
+
+TEST_F(ePOIEngineContainerTest, FavouritesAreShownNewestFirstAndKeepDuplicates)
+{
+    EXPECT_EQ(0, store.AddPOI(CONTAINER_FAVORITE, Poi("a")));
+    EXPECT_EQ(1, store.AddPOI(CONTAINER_FAVORITE, Poi("b")));
+    EXPECT_EQ(2, store.AddPOI(CONTAINER_FAVORITE, Poi("a"))); // memory position, not index
+    EXPECT_EQ("a,b,a", Names(CONTAINER_FAVORITE));
+    EXPECT_TRUE(store.AddPOI(CONTAINER_FAVORITE, Poi("c")) == 3);
+    EXPECT_EQ("c", Name(CONTAINER_FAVORITE, 0));
+
+    EXPECT_TRUE(store.ModifyPOI(CONTAINER_FAVORITE, 0, Poi("c2")));
+    EXPECT_TRUE(store.RemovePOI(CONTAINER_FAVORITE, 3)); // the oldest
+    EXPECT_EQ("c2,a,b", Names(CONTAINER_FAVORITE));
+    for (int bad : {-1, 3})
+    {
+        ePoiInfo out;
+        EXPECT_FALSE(store.GetPOIInfo(CONTAINER_FAVORITE, bad, out));
+        EXPECT_FALSE(store.ModifyPOI(CONTAINER_FAVORITE, bad, Poi("x")));
+        EXPECT_FALSE(store.RemovePOI(CONTAINER_FAVORITE, bad));
+    }
+    // Every change was saved: the file holds memory order, oldest first.
+    EXPECT_EQ(3u * 152u, Bytes(dir / "Favorite.poi").size());
+    EXPECT_EQ(0, std::memcmp(Bytes(dir / "Favorite.poi").data(), "b", 2));
+}
+
+TEST_F(ePOIEngineContainerTest, NewHistoryPlaceComesFirstAmongPlacesUsedOnce)
+{
+    // Frequencies 3, 1, 1: a new place goes to position 1.
+    UseHistory({{"x", 3}, {"y", 1}, {"z", 1}});
+    EXPECT_EQ("x,z,y", Names(CONTAINER_HISTORY));
+    EXPECT_EQ(1, store.AddPOI(CONTAINER_HISTORY, Poi("n")));
+    EXPECT_EQ("x,n,z,y", Names(CONTAINER_HISTORY));
+    EXPECT_EQ((std::vector<int>{3, 1, 1, 1}), FileFrequencies());
+
+    // When every frequency is 1, at position 0.
+    store.RemoveAllPOI(CONTAINER_HISTORY);
+    EXPECT_EQ(0, store.AddPOI(CONTAINER_HISTORY, Poi("p")));
+    EXPECT_EQ(0, store.AddPOI(CONTAINER_HISTORY, Poi("q")));
+    EXPECT_EQ("q,p", Names(CONTAINER_HISTORY));
+}
+
+TEST_F(ePOIEngineContainerTest, ReusedHistoryPlaceMovesPastEqualButNotMoreFrequent)
+{
+    UseHistory({{"a", 3}, {"b", 2}, {"c", 1}, {"d", 1}});
+    EXPECT_EQ("a,b,d,c", Names(CONTAINER_HISTORY));
+    const std::string savedBefore = Bytes(dir / "History.poi");
+
+    // c becomes 2: passes d (1) and b (2, equal), stops below a (3).
+    ePoiInfo changed = Poi("c", 777);
+    std::strcpy(changed.szAddress, "ignored");
+    EXPECT_EQ(1, store.AddPOI(CONTAINER_HISTORY, changed));
+    EXPECT_EQ("a,c,b,d", Names(CONTAINER_HISTORY));
+    ePoiInfo kept;
+    ASSERT_TRUE(store.GetPOIInfo(CONTAINER_HISTORY, 1, kept));
+    EXPECT_STREQ("area of c", kept.szAddress); // the stored record is kept
+    EXPECT_EQ(0, kept.nUserData);
+
+    // Not saved until the next change that saves.
+    EXPECT_EQ(savedBefore, Bytes(dir / "History.poi"));
+    store.AddPOI(CONTAINER_FAVORITE, Poi("f")); // saves favourites only
+    EXPECT_EQ(savedBefore, Bytes(dir / "History.poi"));
+    EXPECT_TRUE(store.RemovePOI(CONTAINER_HISTORY, 3));
+    EXPECT_EQ((std::vector<int>{3, 2, 2}), FileFrequencies());
+}
+
+TEST_F(ePOIEngineContainerTest, StoreFilesRoundTripByteForByte)
+{
+    ePoiInfo odd = Poi("full name");
+    std::memset(odd.szName, 'N', 64); // unterminated 64-byte name
+    odd.nUserData = -123456;
+    odd.dX = -0.0;
+    store.AddPOI(CONTAINER_FAVORITE, odd);
+    store.AddPOI(CONTAINER_FAVORITE, Poi("f", 42));
+    UseHistory({{"h1", 2}, {"h2", 1}});
+    const std::string fav = Bytes(dir / "Favorite.poi");
+    const std::string his = Bytes(dir / "History.poi");
+    ASSERT_EQ(2u * 152u, fav.size());
+    ASSERT_EQ(2u * 156u, his.size());
+    EXPECT_EQ(0, std::memcmp(fav.data(), &odd, 152));
+
+    ePOIEngineContainer again;
+    again.SetDataPath((dir.string() + "/").c_str());
+    ASSERT_TRUE(again.LoadPOI(CONTAINER_HISTORY));
+    ASSERT_TRUE(again.LoadPOI(CONTAINER_FAVORITE));
+    ASSERT_TRUE(again.LoadPOI(CONTAINER_HISTORY)); // frequencies back after favourites
+    ePoiInfo first;
+    ASSERT_TRUE(again.GetPOIInfo(CONTAINER_FAVORITE, 1, first));
+    EXPECT_EQ(0, std::memcmp(&first, &odd, 152));
+
+    ASSERT_TRUE(again.SavePOI(CONTAINER_FAVORITE));
+    ASSERT_TRUE(again.SavePOI(CONTAINER_HISTORY));
+    EXPECT_EQ(fav, Bytes(dir / "Favorite.poi"));
+    EXPECT_EQ(his, Bytes(dir / "History.poi"));
+    // Each save kept the previous file as its backup.
+    EXPECT_EQ(fav, Bytes(dir / "Favorite.poibak"));
+    EXPECT_EQ(his, Bytes(dir / "History.poibak"));
+}
+
+TEST_F(ePOIEngineContainerTest, TruncatedOrGarbageFilesLoadTheirCompleteRecords)
+{
+    std::string fav(152 * 2 + 100, '\0');
+    for (std::size_t i = 0; i < fav.size(); ++i)
+        fav[i] = static_cast<char>(i * 31 + 7); // garbage, unterminated names
+    WriteBytes(dir / "Favorite.poi", fav);
+    ASSERT_TRUE(store.LoadPOI(CONTAINER_FAVORITE));
+    EXPECT_EQ(2, store.GetPOICount(CONTAINER_FAVORITE));
+    ePoiInfo out;
+    ASSERT_TRUE(store.GetPOIInfo(CONTAINER_FAVORITE, 1, out));
+    EXPECT_EQ(0, std::memcmp(&out, fav.data(), 152));
+
+    WriteBytes(dir / "History.poi", std::string(155, 'h'));
+    ASSERT_TRUE(store.LoadPOI(CONTAINER_HISTORY));
+    EXPECT_EQ(0, store.GetPOICount(CONTAINER_HISTORY));
+    // Garbage names still look up and move without reading past a record.
+    WriteBytes(dir / "History.poi", fav + fav);
+    ASSERT_TRUE(store.LoadPOI(CONTAINER_HISTORY));
+    ePoiInfo probe;
+    std::memcpy(&probe, fav.data() + 156, 152);
+    EXPECT_GE(store.AddPOI(CONTAINER_HISTORY, probe), 0);
+}
+
+TEST_F(ePOIEngineContainerTest, LoadingFavouritesClearsHistoryFrequencies)
+{
+    KestTest::AssertRecorder rec;
+    UseHistory({{"a", 2}, {"b", 1}});
+    store.AddPOI(CONTAINER_FAVORITE, Poi("f"));
+    ASSERT_TRUE(store.LoadPOI(CONTAINER_HISTORY));
+    ASSERT_TRUE(store.LoadPOI(CONTAINER_FAVORITE));
+    EXPECT_EQ(2, store.GetPOICount(CONTAINER_HISTORY)); // records stay
+    EXPECT_FALSE(store.SavePOI(CONTAINER_HISTORY));      // sizes differ
+    EXPECT_TRUE(rec.reports().empty());
+
+    // Adding to history in that state breaks the size invariant, which is reported.
+    store.AddPOI(CONTAINER_HISTORY, Poi("new"));
+    ASSERT_EQ(1u, rec.reports().size());
+    EXPECT_EQ("m_arContainerHistory.GetSize() == m_arHistoryFrequency.GetSize()", rec.reports()[0].expression);
+    EXPECT_EQ("..\\..\\..\\Src\\POIEngine\\ePOIEngineContainer.cpp", rec.reports()[0].file);
+    store.AddPOI(CONTAINER_HISTORY, Poi("a")); // an existing name: no crash, reported again
+    EXPECT_EQ(2u, rec.reports().size());
+
+    ASSERT_TRUE(store.LoadPOI(CONTAINER_HISTORY));
+    EXPECT_TRUE(store.SavePOI(CONTAINER_HISTORY));
+}
+
+TEST_F(ePOIEngineContainerTest, PathWithoutSeparatorPutsFilesBesideTheDirectory)
+{
+    store.SetDataPath(dir.string().c_str());
+    store.AddPOI(CONTAINER_FAVORITE, Poi("a"));
+    store.AddPOI(CONTAINER_HISTORY, Poi("h"));
+    EXPECT_TRUE(fs::exists(dir.string() + "Favorite.poi"));
+    EXPECT_TRUE(fs::exists(dir.string() + "History.poi"));
+    EXPECT_FALSE(fs::exists(dir / "Favorite.poi"));
+    fs::remove(dir.string() + "Favorite.poi");
+    fs::remove(dir.string() + "History.poi");
+}
+
+TEST_F(ePOIEngineContainerTest, UnwritablePathFailsTheSaveAndKeepsMemory)
+{
+    store.SetDataPath((dir.string() + "/missing/").c_str());
+    EXPECT_EQ(0, store.AddPOI(CONTAINER_FAVORITE, Poi("a"))); // kept in memory
+    EXPECT_FALSE(store.SavePOI(CONTAINER_FAVORITE));
+    EXPECT_EQ("a", Names(CONTAINER_FAVORITE));
+    EXPECT_FALSE(store.LoadPOI(CONTAINER_FAVORITE)); // nothing to load: memory unchanged
+    EXPECT_EQ(1, store.GetPOICount(CONTAINER_FAVORITE));
+
+    ePOIEngineContainer noPath;
+    EXPECT_FALSE(noPath.SavePOI(CONTAINER_FAVORITE));
+    EXPECT_FALSE(noPath.LoadPOI(CONTAINER_HISTORY));
+}
+
+TEST_F(ePOIEngineContainerTest, UnknownStoreIsRejected)
+{
+    const ContainerType bad = static_cast<ContainerType>(3);
+    ePoiInfo out;
+    EXPECT_EQ(-2, store.AddPOI(bad, Poi("a")));
+    EXPECT_EQ(-1, store.GetPOICount(bad));
+    EXPECT_FALSE(store.GetPOIInfo(bad, 0, out));
+    EXPECT_FALSE(store.ModifyPOI(bad, 0, Poi("a")));
+    EXPECT_FALSE(store.RemovePOI(bad, 0));
+    EXPECT_FALSE(store.RemoveAllPOI(bad));
+    EXPECT_FALSE(store.SavePOI(bad));
+    EXPECT_FALSE(store.LoadPOI(bad));
+    EXPECT_FALSE(store.AppendPOI(bad, (dir / "none").string().c_str()));
+}
+
+namespace {
+
+// Counts the adds and saves that go through the virtual table.
+class CountingContainer : public ePOIEngineContainer {
+public:
+    int AddPOI(ContainerType type, const ePoiInfo& info) override
+    {
+        ++adds;
+        return ePOIEngineContainer::AddPOI(type, info);
+    }
+    bool SavePOI(ContainerType type) override
+    {
+        ++saves;
+        return ePOIEngineContainer::SavePOI(type);
+    }
+    int adds = 0;
+    int saves = 0;
+};
+
+} // namespace
+
+TEST_F(ePOIEngineContainerTest, AppendPOIAddsThroughTheVirtualTableAndRebuildsFrequencies)
+{
+    UseHistory({{"a", 3}, {"b", 1}});
+    const fs::path other = dir / "other.poi";
+    fs::copy_file(dir / "History.poi", other);
+
+    CountingContainer target;
+    target.SetDataPath((dir.string() + "/t_").c_str());
+    EXPECT_FALSE(target.AppendPOI(CONTAINER_HISTORY, ""));
+    EXPECT_FALSE(target.AppendPOI(CONTAINER_HISTORY, (dir / "missing.poi").string().c_str()));
+    EXPECT_EQ(0, target.adds);
+
+    ASSERT_TRUE(target.AppendPOI(CONTAINER_HISTORY, other.string().c_str()));
+    EXPECT_EQ(2, target.adds);
+    EXPECT_EQ(3, target.saves); // one per new place, one at the end
+    // Frequencies come from the adding rules (1 each), not from the file.
+    const std::string saved = Bytes(dir / "t_History.poi");
+    ASSERT_EQ(2u * 156u, saved.size());
+    int f0, f1;
+    std::memcpy(&f0, saved.data() + 152, 4);
+    std::memcpy(&f1, saved.data() + 308, 4);
+    EXPECT_EQ(1, f0);
+    EXPECT_EQ(1, f1);
+    // A trailing partial record is not added.
+    WriteBytes(other, Bytes(other) + std::string(100, 'x'));
+    target.adds = 0;
+    ASSERT_TRUE(target.AppendPOI(CONTAINER_HISTORY, other.string().c_str()));
+    EXPECT_EQ(2, target.adds);
+}
