@@ -4,7 +4,11 @@ JOBS    ?= $(shell nproc 2>/dev/null || echo 2)
 BUILD   ?= build
 ASAN    ?= build-asan
 
-.PHONY: all deps build build-asan test test-asan demo clean
+FUZZ    ?= build-fuzz
+RELEASE ?= build-release
+FUZZ_SECONDS ?= 10
+
+.PHONY: all deps build build-asan test demo fuzz bench clean
 
 all: build
 
@@ -27,5 +31,19 @@ test: build build-asan
 demo: build
 	@$(BUILD)/Tools/poi/poi demo
 
+# Every libFuzzer target in Fuzz/ for FUZZ_SECONDS each (clang).
+fuzz:
+	@Scripts/check-deps.sh clang libclang-rt-14-dev
+	@CC=clang CXX=clang++ cmake -S . -B $(FUZZ) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPOI_FUZZ=ON -DPOI_TESTS=OFF > /dev/null
+	@cmake --build $(FUZZ) -j $(JOBS)
+	@Scripts/run-fuzz.sh $(FUZZ) $(FUZZ_SECONDS)
+
+# Every benchmark in Bench/, built with optimisation.
+bench:
+	@Scripts/check-deps.sh libbenchmark-dev
+	@cmake -S . -B $(RELEASE) -DCMAKE_BUILD_TYPE=Release -DPOI_BENCH=ON -DPOI_TESTS=OFF > /dev/null
+	@cmake --build $(RELEASE) -j $(JOBS)
+	@for b in $(RELEASE)/Bench/*; do [ -f "$$b" ] && [ -x "$$b" ] && { echo "== $$b"; "$$b" || exit 1; }; done; true
+
 clean:
-	rm -rf $(BUILD) $(ASAN)
+	rm -rf $(BUILD) $(ASAN) $(FUZZ) $(RELEASE)
