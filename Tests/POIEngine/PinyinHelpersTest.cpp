@@ -127,8 +127,6 @@ TEST(PinyinInitialTest, Level1AgreesWithPinyinPro)
         if (mark == "!") {
             // A character with several readings, sorted under a later one.
             ++marked;
-            EXPECT_NE(oracle, got) << line;
-            EXPECT_NE(0, got) << line;
             EXPECT_NE(std::string::npos, letters.find(got, 1)) << line;
         } else {
             EXPECT_EQ(oracle, got) << line;
