@@ -456,6 +456,7 @@ RENAMED = {
     '140421': '上党区', '340221': '湾沚区', '350427': '沙县区', '360421': '柴桑区',
     '361121': '广信区', '371202': '莱芜区', '430221': '渌口区', '450127': '横州市',
     '511521': '叙州区', '520222': '盘州市', '542421': '色尼区', '610427': '彬州市',
+    '220381': '公主岭市',   # also moved from Siping to Changchun
 }
 # Extra boundary files of the package: its own fix for Tianjin's Jizhou district, whose
 # feature in tianjin.geojson has no coordinates.
@@ -494,7 +495,8 @@ def join_boundaries(gaz, echarts_dir):
             for ft in feats:
                 name = ft['properties'].get('name', '')
                 fid = str(ft.get('id', ''))
-                c = match_county(counties, RENAMED.get(fid, name), fid, file_city)
+                c = match_county(counties, RENAMED.get(fid, name), fid,
+                                 None if fid in RENAMED else file_city)
                 if c is None:
                     unmatched.append('%s: %s%s' % (fname, name, ' (%s)' % fid if fid else ''))
                     continue
@@ -941,8 +943,11 @@ def main():
     if stats['dropped_names']:
         warn('%d synthesized names dropped: not encodable in GBK or longer than %d bytes'
              % (stats['dropped_names'], MAX_NAME_BYTES))
+    made = {}
+    for r in rows['pois']:
+        made[r[5:8]] = made.get(r[5:8], 0) + 1
     for c, n in zip(counties, poi_n):
-        got = sum(1 for r in rows['pois'] if r[5:8] == (c['province'], c['city'], c['county']))
+        got = made.get((c['province'], c['city'], c['county']), 0)
         if got < n:
             warn('%s %s: %d of %d POIs (names ran out)' % (c['city'], c['county'], got, n))
     for u in no_boundary:
