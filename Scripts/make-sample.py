@@ -707,6 +707,8 @@ def make_county(county, region, places, n_pois, n_sights, n_cross, n_comm_places
             if name in names and rng.random() < 0.5:
                 name = (norm_stem(county['county']) or county['county']) + name
         if name in names:
+            if word.startswith('@'):
+                continue            # an office exists once
             # A second shop of the same name: tell it apart by its subdistrict.
             s = comm['street'] if comm else (rng.choice(streets) if streets else None)
             if s is None or not s['stem'] or s['stem'] == stem:
