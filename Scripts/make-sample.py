@@ -219,7 +219,10 @@ def fetch(cache, name, version):
                          check=True, stdout=subprocess.PIPE).stdout.decode().split()
     tgz = os.path.join(cache, out[-1])
     with tarfile.open(tgz) as t:
-        t.extractall(root)
+        if hasattr(tarfile, 'data_filter'):
+            t.extractall(root, filter='data')
+        else:
+            t.extractall(root)
     return pkg
 
 
