@@ -8,8 +8,8 @@ the CSV headers and RFC 4180 rows, names encodable in GBK within 63 bytes, coord
 inside the polygon of the row's county (with its own point-in-polygon test), counties
 known to districts.geojson and each there once, category codes known to
 categories.txt, the form of categories.txt as the engine reads it, telephone numbers
-of digits only, closed rings. Prints every fault (at most 20 per kind) and exits 1 if
-there is any.
+of digits only, closed rings whose edges do not cross. Prints every fault (at most 20
+per kind) and exits 1 if there is any.
 """
 
 import collections
@@ -42,6 +42,27 @@ def inside(rings, x, y):
     return c
 
 
+def orient(a, b, c):
+    v = (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0])
+    return (v > 0) - (v < 0)
+
+
+def crossings(rings):
+    """Number of pairs of edges of a county that properly cross (a valid polygon has
+    none); edges sorted by their west end, each compared with those that overlap it."""
+    edges = sorted(((min(p[0], q[0]), max(p[0], q[0]), p, q)
+                    for r in rings for p, q in zip(r, r[1:])), key=lambda e: e[:2])
+    n = 0
+    for i, (_, east, p1, p2) in enumerate(edges):
+        for west, _, q1, q2 in edges[i + 1:]:
+            if west > east:
+                break
+            if (orient(p1, p2, q1) * orient(p1, p2, q2) < 0
+                    and orient(q1, q2, p1) * orient(q1, q2, p2) < 0):
+                n += 1
+    return n
+
+
 def load_districts(path):
     with open(path, encoding='utf-8') as f:
         data = json.load(f)
@@ -62,6 +83,9 @@ def load_districts(path):
                     fault('district', '%s: ring not closed or shorter than 4 positions'
                           % key[2])
                 rings.append([tuple(p) for p in ring])
+        n = crossings(rings)
+        if n:
+            fault('district', '%s: %d pairs of boundary edges cross' % (key[2], n))
         for name in key:
             check_name('district', name, key[2])
         counties[key] = rings

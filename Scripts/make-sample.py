@@ -337,8 +337,33 @@ def polygons_of(geometry, encoded):
     return polys
 
 
+def orient(a, b, c):
+    v = (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0])
+    return (v > 0) - (v < 0)
+
+
+def untwist(ring):
+    """Remove the small bow-ties of the source rings: where edge i properly crosses
+    edge i+2, the two vertices between them give way to the crossing point. The new
+    edges lie on the old ones, so no new crossing appears; the loop cut off is tiny."""
+    i = 0
+    while len(ring) >= 5 and i < len(ring):
+        n = len(ring)
+        a, b, c, d = ring[i], ring[(i + 1) % n], ring[(i + 2) % n], ring[(i + 3) % n]
+        if orient(a, b, c) * orient(a, b, d) < 0 and orient(c, d, a) * orient(c, d, b) < 0:
+            den = (b[0] - a[0]) * (d[1] - c[1]) - (b[1] - a[1]) * (d[0] - c[0])
+            t = ((c[0] - a[0]) * (d[1] - c[1]) - (c[1] - a[1]) * (d[0] - c[0])) / den
+            x = (round(a[0] + t * (b[0] - a[0]), 6), round(a[1] + t * (b[1] - a[1]), 6))
+            r = ring[i:] + ring[:i]
+            ring = [r[0]] + ([x] if x != r[0] and x != r[3] else []) + r[3:]
+            i = 0
+        else:
+            i += 1
+    return ring
+
+
 def clean_ring(ring):
-    """Round to 1e-6 degree, drop repeated points, close; None if degenerate."""
+    """Round to 1e-6 degree, drop repeated points, close, untwist; None if degenerate."""
     out = []
     for x, y in ring:
         p = (round(x, 6), round(y, 6))
@@ -346,6 +371,7 @@ def clean_ring(ring):
             out.append(p)
     if len(out) > 1 and out[0] == out[-1]:
         out.pop()
+    out = untwist(out)
     if len(out) < 3:
         return None
     area = ring_area(out)
