@@ -899,6 +899,7 @@ def main():
             hits = [c for c in cell.get((math.floor(lon), math.floor(lat)), [])
                     if regions[c['code']].contains(lon, lat)]
             if not hits:
+                geo_outside += 1
                 continue
             geo_total += 1
             name = place_name(fields)
@@ -960,8 +961,8 @@ def main():
 
     # Summary.
     print('counties: %d with boundaries' % len(counties))
-    print('GeoNames places inside them: %d (%d without a Chinese name in GBK, dropped)'
-          % (geo_total, geo_noname))
+    print('GeoNames places in China inside them: %d (%d without a Chinese name in GBK, '
+          'dropped); outside them: %d' % (geo_total, geo_noname, geo_outside))
     for k, f in (('pois', 'pois.csv'), ('sights', 'sights.csv'), ('places', 'placenames.csv'),
                  ('cross', 'crossroads.csv')):
         print('%-16s %8d rows' % (f, len(rows[k])))
