@@ -26,8 +26,9 @@ inline bool EndsSymbolRun(unsigned char lead, unsigned char trail)
 //    a run (at least one character); a run starting with the full-width
 //    space is dropped.
 //  - ASCII: the byte and the ASCII bytes after it up to a line feed, a
-//    carriage return or a space. A space is dropped; a run starting with a
-//    line feed or carriage return is kept without "*".
+//    carriage return or a space, kept as a word; a run starting with a line
+//    feed or carriage return is kept without "*". Spaces form runs of their
+//    own, which are dropped, so "ABC 北京" gives "ABC*北京".
 template <class SegmentRun>
 eString SegmentSentence(const eString& text, SegmentRun segmentRun)
 {
@@ -56,8 +57,13 @@ eString SegmentSentence(const eString& text, SegmentRun segmentRun)
             }
         } else {
             end = i + 1;
-            while (end < n && p[end] < 0x80 && p[end] != '\n' && p[end] != '\r' && p[end] != ' ')
-                ++end;
+            if (b0 == ' ') {
+                while (end < n && p[end] == ' ')
+                    ++end;
+            } else {
+                while (end < n && p[end] < 0x80 && p[end] != '\n' && p[end] != '\r' && p[end] != ' ')
+                    ++end;
+            }
             if (b0 == '\n' || b0 == '\r') {
                 result += eString(s + i, end - i);
             } else if (b0 != ' ') {

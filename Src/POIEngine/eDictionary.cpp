@@ -292,6 +292,8 @@ unsigned char eDictionary::AddItem(char* word, int freq)
             item.nFreq = static_cast<unsigned short>(freq);
         return 1;
     }
+    if (m_nItemCount[slot] == INT_MAX)
+        return 0; // a corrupt count leaves no room to count one more
     if (!m_pArena)
         m_pArena = new char[kArenaSize]();
     const std::size_t length = std::strlen(key.c_str());
