@@ -132,12 +132,11 @@ unsigned char eDictionary::Load(const char* path, bool bNoFreq)
         if (count < 0)
             count = 0;
         m_nItemCount[slot] = count;
-        // Every item takes at least one arena byte, so no more items than the
-        // free arena bytes can ever be read: the array is sized to that and
-        // the count's remaining items read as never filled. A huge count in a
-        // corrupt file thus costs no memory.
+        // The array grows as items are read; items of the count that were
+        // never read (the arena filled up or the file ended) lie past its
+        // end and read as empty. A huge count in a corrupt file thus costs
+        // no memory, and the arena bounds how many items can be read.
         eArray<tagWordItem>& items = m_arItems[slot];
-        items.SetSize(std::min<std::int32_t>(count, kArenaSize - m_nArenaUsed));
         for (std::int32_t i = 0; i < count; ++i) {
             std::int32_t freq = 0;
             std::int32_t length = 0;
@@ -155,10 +154,9 @@ unsigned char eDictionary::Load(const char* path, bool bNoFreq)
                 break;
             }
             text[length] = '\0';
-            tagWordItem& item = items[i];
-            item.nWordLen = static_cast<unsigned short>(length);
-            item.nFreq = bNoFreq ? 0 : static_cast<unsigned short>(freq);
-            item.pWord = text;
+            const tagWordItem item = {static_cast<unsigned short>(length),
+                                      bNoFreq ? static_cast<unsigned short>(0) : static_cast<unsigned short>(freq), text};
+            items.Add(item);
         }
     }
     file.Close();
@@ -329,12 +327,13 @@ void eDictionary::Optimum()
     std::string previous;
     std::string word;
     for (int c = 0; c < kSlotCount; ++c) {
-        // Items past the array were never read and hold no text; they are skipped.
         for (int j = 0; j < m_nItemCount[c] && j < m_arItems[c].GetSize(); ++j) {
             const char* text = ItemText(c, j);
+            if (!text)
+                continue; // never read (cut short by the arena or the file): no word to compare
             word.assign(1, static_cast<char>(c / 94 + 0xB0));
             word += static_cast<char>(c % 94 + 0xA1);
-            word += text ? text : "";
+            word += text;
             if (word == previous) {
                 std::string buffer(word); // DelItem trims its argument in place
                 DelItem(&buffer[0]);
