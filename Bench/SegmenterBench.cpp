@@ -109,7 +109,8 @@ void BM_SegmentSentenceMM(benchmark::State& state)
         for (const eString& name : Names())
             benchmark::DoNotOptimize(seg.SegmentSentenceMM(name));
     state.SetBytesProcessed(state.iterations() * NameBytes());
-    state.counters["names"] = static_cast<double>(Names().size());
+    state.counters["names/s"] = benchmark::Counter(static_cast<double>(state.iterations() * Names().size()),
+                                                   benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_SegmentSentenceMM);
 
@@ -122,7 +123,8 @@ void BM_SegmentSentenceMP(benchmark::State& state)
         for (const eString& name : Names())
             benchmark::DoNotOptimize(seg.SegmentSentenceMP(name));
     state.SetBytesProcessed(state.iterations() * NameBytes());
-    state.counters["names"] = static_cast<double>(Names().size());
+    state.counters["names/s"] = benchmark::Counter(static_cast<double>(state.iterations() * Names().size()),
+                                                   benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_SegmentSentenceMP);
 

@@ -192,13 +192,15 @@ const char* eDictionary::ItemText(int slot, int index) const
 
 int eDictionary::Search(int slot, const char* key, int& low, int& high) const
 {
+    const tagWordItem* items = m_arItems[slot].GetData();
+    const int size = m_arItems[slot].GetSize();
     low = 0;
     high = m_nItemCount[slot] - 1;
     while (low <= high) {
         // Signed midpoint truncating toward zero; 64-bit so that a huge count
         // cannot overflow the sum.
         const int mid = static_cast<int>((static_cast<std::int64_t>(low) + high) / 2);
-        const int cmp = CompareText(ItemText(slot, mid), key);
+        const int cmp = CompareText(mid < size ? items[mid].pWord : nullptr, key);
         if (cmp == 0)
             return mid;
         if (cmp < 0)
