@@ -127,6 +127,10 @@ TEST_F(Dictionary, WordIndexOfSingleHanziEmptySlotsAndMissingWords)
     EXPECT_EQ(0, slot);
     EXPECT_EQ(-2, Index("\xA2\xB1\xA2\xB2"));
     EXPECT_EQ(-2, Index("\xB1")); // a lone lead byte cannot be keyed
+    EXPECT_FALSE(Has("\xB1"));
+    EXPECT_FALSE(Has(G("北京") + "\xB1"));
+    EXPECT_EQ(0, Freq(G("北") + "\xB1"));
+    EXPECT_EQ(-2, Index(G("北京") + "\xB1"));
 }
 
 TEST_F(Dictionary, PunctuationSlotScanNeverVisitsTheLastItem)
