@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -33,10 +32,6 @@ public:
     // Number of areas of the loaded file (loading it if needed); 0 when the
     // file cannot be read.
     int GetCount();
-
-    // CRC-32 (the zlib polynomial) of `length` bytes, as the file's header
-    // records it for everything behind the header.
-    static std::uint32_t Checksum(const unsigned char* bytes, std::size_t length);
 
 private:
     enum class State { NotLoaded, Loaded, Failed };

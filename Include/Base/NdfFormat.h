@@ -17,13 +17,15 @@ namespace NdfFormat {
 
 
 // ---- Region blobs (polygon parts of an area) ----
-// Tag, version, varint part count, then per part a varint point count and
+// Tag, version, CRC-32 of the body (every byte after the header); the body
+// is a varint part count, then per part a varint point count and
 // that many points as zigzag varint (dx, dy) pairs of grid steps. A part's
 // first point is relative to the grid origin, every later one to the point
 // before it. One grid step is scale / (units * kRegionSubdivision) degrees.
 constexpr std::uint8_t kRegionTag = 0x52;             // 'R'
 constexpr std::uint8_t kRegionVersion = 1;
-constexpr int kRegionHeaderSize = 2;                  // tag and version
+constexpr int kRegionChecksumOffset = 2;              // u32 CRC-32 of the body
+constexpr int kRegionHeaderSize = 6;                  // tag, version, checksum
 constexpr int kRegionSubdivision = 256;               // grid steps per scale/units
 constexpr int kRegionMaxVarintBytes = 5;              // 35 bits: any zigzag delta of two grid values
 constexpr std::int64_t kRegionMaxGrid = 2147483647;   // |grid coordinate| bound, both axes

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "Base/NdfFormat.h"
+#include "Base/eCrc32.h"
 #include "Base/eFileStream.h"
 
 namespace Kest {
@@ -21,24 +22,6 @@ std::uint32_t ReadU32(const unsigned char* p)
 }
 
 } // namespace
-
-std::uint32_t eAdminIndex::Checksum(const unsigned char* bytes, std::size_t length)
-{
-    static const auto table = [] {
-        std::vector<std::uint32_t> t(256);
-        for (std::uint32_t i = 0; i < 256; ++i) {
-            std::uint32_t c = i;
-            for (int k = 0; k < 8; ++k)
-                c = (c & 1) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
-            t[i] = c;
-        }
-        return t;
-    }();
-    std::uint32_t crc = 0xFFFFFFFFu;
-    for (std::size_t i = 0; i < length; ++i)
-        crc = table[(crc ^ bytes[i]) & 0xFF] ^ (crc >> 8);
-    return crc ^ 0xFFFFFFFFu;
-}
 
 void eAdminIndex::SetFilePath(const eString& path)
 {
@@ -115,7 +98,7 @@ bool eAdminIndex::Parse(const std::vector<unsigned char>& file)
     if (tableEnd + namesLength != size)
         return false;
     if (ReadU32(p + kAdminChecksumOffset) !=
-        Checksum(p + kAdminHeaderSize, static_cast<std::size_t>(size) - kAdminHeaderSize))
+        eCrc32::Compute(p + kAdminHeaderSize, static_cast<std::size_t>(size) - kAdminHeaderSize))
         return false;
 
     std::vector<Entry> entries(count);

@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "Admin/eAdminIndex.h"
 #include "Base/NdfFormat.h"
+#include "Base/eCrc32.h"
 
 namespace Kest {
 namespace {
@@ -53,13 +53,14 @@ std::vector<unsigned char> AdminIndexWriter::Bytes() const
     for (const auto& [code, name] : m_names)
         namesLength += static_cast<std::uint32_t>(name.size());
 
-    std::vector<unsigned char> out;
+    std::vector<unsigned char> out(kAdminHeaderSize, 0);
     out.reserve(kAdminHeaderSize + m_names.size() * kAdminEntrySize + namesLength);
-    out.insert(out.end(), kAdminMagic, kAdminMagic + sizeof kAdminMagic);
-    PutU32(out, kAdminVersion);
-    PutU32(out, static_cast<std::uint32_t>(m_names.size()));
-    PutU32(out, namesLength);
-    PutU32(out, 0); // checksum, filled in below
+    for (std::size_t i = 0; i < sizeof kAdminMagic; ++i)
+        out[i] = static_cast<unsigned char>(kAdminMagic[i]);
+    SetU32(out, 4, kAdminVersion);
+    SetU32(out, 8, static_cast<std::uint32_t>(m_names.size()));
+    SetU32(out, 12, namesLength);
+    // The checksum at kAdminChecksumOffset is filled in last.
 
     std::uint32_t offset = 0;
     for (const auto& [code, name] : m_names) {
@@ -69,9 +70,10 @@ std::vector<unsigned char> AdminIndexWriter::Bytes() const
         offset += static_cast<std::uint32_t>(name.size());
     }
     for (const auto& entry : m_names)
-        out.insert(out.end(), entry.second.begin(), entry.second.end());
+        for (char c : entry.second)
+            out.push_back(static_cast<unsigned char>(c));
     SetU32(out, kAdminChecksumOffset,
-           eAdminIndex::Checksum(out.data() + kAdminHeaderSize, out.size() - kAdminHeaderSize));
+           eCrc32::Compute(out.data() + kAdminHeaderSize, out.size() - kAdminHeaderSize));
     return out;
 }
 

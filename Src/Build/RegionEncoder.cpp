@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "Base/NdfFormat.h"
+#include "Base/eCrc32.h"
 #include "Ndf/eNdfRegion.h"
 
 namespace Kest {
@@ -60,8 +61,9 @@ bool RegionEncoder::Encode(const std::vector<std::vector<ePoint2D>>& parts,
     if (parts.size() > NdfFormat::kRegionMaxParts)
         return Fail(error, "region has " + std::to_string(parts.size()) + " parts; at most " +
                                std::to_string(NdfFormat::kRegionMaxParts) + " are allowed");
-    blob.push_back(NdfFormat::kRegionTag);
-    blob.push_back(NdfFormat::kRegionVersion);
+    blob.assign(NdfFormat::kRegionHeaderSize, 0);
+    blob[0] = NdfFormat::kRegionTag;
+    blob[1] = NdfFormat::kRegionVersion;
     PutVarint(blob, parts.size());
     for (std::size_t i = 0; i < parts.size(); ++i) {
         if (!EncodePart(parts[i].data(), static_cast<int>(parts[i].size()), static_cast<int>(i), blob,
@@ -70,6 +72,11 @@ bool RegionEncoder::Encode(const std::vector<std::vector<ePoint2D>>& parts,
             return false;
         }
     }
+    const std::uint32_t sum = eCrc32::Compute(blob.data() + NdfFormat::kRegionHeaderSize,
+                                              blob.size() - NdfFormat::kRegionHeaderSize);
+    for (int i = 0; i < 4; ++i)
+        blob[static_cast<std::size_t>(NdfFormat::kRegionChecksumOffset + i)] =
+            static_cast<unsigned char>(sum >> (8 * i));
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "Base/NdfFormat.h"
+#include "Base/eCrc32.h"
 
 namespace Kest {
 namespace {
@@ -15,14 +16,6 @@ public:
 
     bool AtEnd() const { return m_p == m_end; }
     std::int64_t Remaining() const { return m_end - m_p; }
-
-    bool Byte(std::uint8_t& value)
-    {
-        if (m_p == m_end)
-            return false;
-        value = *m_p++;
-        return true;
-    }
 
     // Unsigned LEB128 of at most kRegionMaxVarintBytes bytes.
     bool Varint(std::uint64_t& value)
@@ -61,14 +54,21 @@ bool IsGridValue(std::int64_t g)
 bool Decode(const unsigned char* bytes, int length, const ePoint2D& origin, const eSize2D& step,
             eGeoRegion& region)
 {
-    BlobReader in(bytes, length);
-    std::uint8_t tag, version;
-    if (!in.Byte(tag) || !in.Byte(version) || tag != NdfFormat::kRegionTag ||
-        version != NdfFormat::kRegionVersion)
+    using namespace NdfFormat;
+    if (length < kRegionHeaderSize || bytes[0] != kRegionTag || bytes[1] != kRegionVersion)
+        return false;
+    const unsigned char* sum = bytes + kRegionChecksumOffset;
+    const std::uint32_t recorded = static_cast<std::uint32_t>(sum[0]) |
+                                   (static_cast<std::uint32_t>(sum[1]) << 8) |
+                                   (static_cast<std::uint32_t>(sum[2]) << 16) |
+                                   (static_cast<std::uint32_t>(sum[3]) << 24);
+    BlobReader in(bytes + kRegionHeaderSize, length - kRegionHeaderSize);
+    if (recorded != eCrc32::Compute(bytes + kRegionHeaderSize,
+                                    static_cast<std::size_t>(length - kRegionHeaderSize)))
         return false;
     std::uint64_t parts;
     // Every part takes at least its count byte.
-    if (!in.Varint(parts) || parts > NdfFormat::kRegionMaxParts ||
+    if (!in.Varint(parts) || parts > kRegionMaxParts ||
         parts > static_cast<std::uint64_t>(in.Remaining()))
         return false;
     std::vector<ePoint2D> points;
