@@ -71,14 +71,12 @@ bool Decode(const unsigned char* bytes, int length, const ePoint2D& origin, cons
     if (!in.Varint(parts) || parts > kRegionMaxParts ||
         parts > static_cast<std::uint64_t>(in.Remaining()))
         return false;
-    std::vector<ePoint2D> points;
     for (std::uint64_t part = 0; part < parts; ++part) {
         std::uint64_t count;
         // Every point takes at least two bytes, which bounds the allocation.
         if (!in.Varint(count) || count > static_cast<std::uint64_t>(in.Remaining() / 2))
             return false;
-        points.clear();
-        points.reserve(static_cast<std::size_t>(count));
+        region.AddPart(nullptr, 0);
         std::int64_t gx = 0, gy = 0;
         for (std::uint64_t i = 0; i < count; ++i) {
             std::int64_t dx, dy;
@@ -92,9 +90,8 @@ bool Decode(const unsigned char* bytes, int length, const ePoint2D& origin, cons
                                  origin.y + static_cast<double>(gy) * step.cy);
             if (!std::isfinite(point.x) || !std::isfinite(point.y))
                 return false; // a grid too coarse for its origin
-            points.push_back(point);
+            region.AddPoint(point);
         }
-        region.AddPart(points);
     }
     return in.AtEnd();
 }
