@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "Base/KestExport.h"
 #include "Base/eString.h"
 
 namespace Kest {
@@ -15,7 +16,9 @@ namespace Kest {
 // search. A file that is missing, truncated or fails any check of its header,
 // table, names or checksum gives no names at all, and is not read again until
 // SetFilePath is called (with the same path or another).
-class eAdminIndex {
+//
+// Exported because the engine manager holds one by value.
+class KEST_API eAdminIndex {
 public:
     eAdminIndex() = default;
 

@@ -73,7 +73,7 @@ bool Decode(const unsigned char* bytes, int length, const ePoint2D& origin, cons
         return false;
     for (std::uint64_t part = 0; part < parts; ++part) {
         std::uint64_t count;
-        // Every point takes at least two bytes, which bounds the allocation.
+        // Every point takes at least two bytes; a larger count is corrupt.
         if (!in.Varint(count) || count > static_cast<std::uint64_t>(in.Remaining() / 2))
             return false;
         region.AddPart(nullptr, 0);
