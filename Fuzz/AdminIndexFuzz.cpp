@@ -1,0 +1,76 @@
+// "AdminIndex.ndf": eAdminIndex on arbitrary file contents must fail cleanly
+// or answer every code it lists, and nothing outside its table.
+//
+// The first input byte picks the mode: even writes the rest as it is; odd
+// first puts the right checksum into the header, so that the checks behind
+// the checksum get explored too.
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "Admin/eAdminIndex.h"
+#include "Base/NdfFormat.h"
+#include "Base/eCrc32.h"
+
+using namespace Kest;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    if (size < 1 || size > (1u << 20))
+        return 0;
+    std::vector<unsigned char> file(data + 1, data + size);
+    const std::size_t header = NdfFormat::kAdminHeaderSize;
+    if ((data[0] & 1) && file.size() >= header) {
+        const std::uint32_t sum = eCrc32::Compute(file.data() + header, file.size() - header);
+        for (int i = 0; i < 4; ++i)
+            file[static_cast<std::size_t>(NdfFormat::kAdminChecksumOffset + i)] =
+                static_cast<unsigned char>(sum >> (8 * i));
+    }
+
+    // One scratch file per process, in memory where the system offers it,
+    // removed when the fuzzer exits.
+    struct Scratch {
+        std::string path = std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") +
+                           "/kest-admin-fuzz-" + std::to_string(getpid()) + ".ndf";
+        ~Scratch() { std::remove(path.c_str()); }
+    };
+    static const Scratch scratch;
+    const std::string& path = scratch.path;
+    std::FILE* f = std::fopen(path.c_str(), "wb");
+    if (!f)
+        return 0;
+    std::fwrite(file.data(), 1, file.size(), f);
+    std::fclose(f);
+
+    eAdminIndex index;
+    index.SetFilePath(path.c_str());
+    const int count = index.GetCount();
+    if (count < 0 || count > 65536)
+        std::abort();
+    eString name;
+    if (count == 0) {
+        // Nothing loaded (or an empty table): no code answers.
+        if (index.GetAdminInfo(0, name) || index.GetAdminInfo(65535, name))
+            std::abort();
+        return 0;
+    }
+    // A loaded file has passed every check, so its table can be read here:
+    // each listed code answers with a name of the listed length, and the
+    // code just above it answers only when it is listed too.
+    const unsigned char* table = file.data() + header;
+    for (int i = 0; i < count; ++i) {
+        const unsigned char* entry = table + static_cast<std::size_t>(i) * NdfFormat::kAdminEntrySize;
+        const int code = entry[0] | (entry[1] << 8);
+        const int length = entry[2] | (entry[3] << 8);
+        if (!index.GetAdminInfo(static_cast<unsigned short>(code), name) || name.GetLength() != length)
+            std::abort();
+        const bool nextListed = i + 1 < count && (entry[8] | (entry[9] << 8)) == code + 1;
+        if (code < 65535 && !nextListed && index.GetAdminInfo(static_cast<unsigned short>(code + 1), name))
+            std::abort();
+    }
+    return 0;
+}
