@@ -49,7 +49,8 @@ constexpr std::uint32_t kFieldEntrySize = 5;
 // ---- Feature blocks (child and leaf pairs of a tree node) ----
 // u8 flags, then each pair whose flag is set as four unsigned LEB128 varints:
 // file id, page number, element number, record count. A pair that is all
-// zero is left out. The block ends exactly after the last pair.
+// zero is left out, and a pair present is never all zero, so each node has
+// exactly one encoding. The block ends exactly after the last pair.
 
 constexpr std::uint8_t kFeatureHasChild = 0x01;
 constexpr std::uint8_t kFeatureHasLeaf = 0x02;

@@ -33,7 +33,9 @@ bool ReadPair(const unsigned char*& p, const unsigned char* end, ueglobal_addr_t
     addr = MakeGlobalAddr(static_cast<std::uint16_t>(file), static_cast<std::uint32_t>(page),
                           static_cast<std::uint16_t>(element));
     count = static_cast<unsigned int>(n);
-    return true;
+    // The writer leaves an all-zero pair out, so a present one is never all
+    // zero: every pair of pairs has exactly one encoding.
+    return (file | page | element | n) != 0;
 }
 
 } // namespace

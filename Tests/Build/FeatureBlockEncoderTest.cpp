@@ -92,6 +92,7 @@ TEST(FeatureBlock, RefusesMalformedBlocksAndGivesEmptyPairs)
         {0x01, 0x80, 0x80, 0x04, 0, 0, 1},   // a file id beyond 16 bits
         {0x01, 1, 0x80, 0x80, 0x80, 0x80, 0x80, 0x01, 0, 1}, // six varint bytes
         {0x01, 1, 0xFF, 0xFF, 0xFF, 0xFF, 0x1F, 0, 1},       // a page beyond 32 bits
+        {0x03, 1, 1, 1, 1, 0, 0, 0, 0},      // a present pair that is all zero
     };
     for (std::size_t i = 0; i < bad.size(); ++i) {
         SCOPED_TRACE(i);
