@@ -46,9 +46,9 @@ void RepairChecksums(std::vector<unsigned char>& b)
     const std::uint32_t pages = NdfBytes::Get32(&b[kFilePageCountOffset]);
     const std::uint64_t table = NdfBytes::Get64(&b[kFileTableOffsetOffset]);
     for (std::uint32_t p = 0; p < pages && p < 256; ++p) {
-        const std::uint64_t entry = table + std::uint64_t(p) * kTableEntrySize;
-        if (entry + kTableEntrySize > b.size())
+        if (table > b.size() || (b.size() - table) / kTableEntrySize <= p)
             break;
+        const std::uint64_t entry = table + std::uint64_t(p) * kTableEntrySize;
         const std::uint64_t offset = NdfBytes::Get64(&b[entry]);
         const std::uint32_t size = NdfBytes::Get32(&b[entry + 8]);
         if (size >= 4 && offset <= b.size() && b.size() - offset >= size)

@@ -33,11 +33,6 @@ TEST(eNdfIndex, ReportsItsWiringAndAPlainTypeWhateverItsState)
     reader.SetGID(MakeGlobalAddr(110, 4, 0));
     EXPECT_EQ(110, reader.GetCurrentFid());
     EXPECT_EQ(eNdfIndex::NDF_INDEX_PLAIN, reader.GetType());
-    EXPECT_EQ(2, eNdfIndex::NDF_INDEX_FULLTEXT);
-    EXPECT_EQ(3, eNdfIndex::NDF_INDEX_INITIAL);
-    EXPECT_EQ(4, eNdfIndex::NDF_INDEX_TELTRIE);
-    EXPECT_EQ(5, eNdfIndex::NDF_INDEX_CATEGORY);
-    EXPECT_EQ(8, eNdfIndex::NDF_INDEX_DISTRICT);
 
     // The base's queries answer false and leave the outputs alone.
     eArray<ueglobal_addr_t> gids;
@@ -47,9 +42,6 @@ TEST(eNdfIndex, ReportsItsWiringAndAPlainTypeWhateverItsState)
     EXPECT_EQ(0, reader.Query(eArray<eString>(), gids, nums, names));
     EXPECT_EQ(0, reader.Query(ePoint2D(), 1.0, 5, gids, nums, names));
     EXPECT_EQ(1, gids.GetSize());
-    reader.SetMapBound(eRect2D(1, 2, 3, 4));
-    reader.SetGridSize(eSize2D(5, 6));
-    EXPECT_EQ(0, reader.GetLevelID());
 }
 
 TEST(eNdfIndex, GetRootReadsTheRootBlockAndFailsOnAnUnreadablePage)

@@ -169,19 +169,17 @@ TEST_F(RecordsetTest, AppendKeepsThePositionAndClearEmptiesTheLists)
     ASSERT_TRUE(m_rs.MoveNext());
     EXPECT_EQ(-2, Number());
 
+    // Clearing (as a refinement does before it sets the kept hits) drops the
+    // hits but keeps the keys.
     eArray<eString> keys;
-    keys.Add("b");
     keys.Add("j");
     m_rs.SetKey(keys);
-    EXPECT_TRUE(m_rs.Filter("BJ"));
     m_rs.Clear();
     EXPECT_EQ(0, m_rs.GetRecordCount());
     EXPECT_FALSE(m_rs.MoveFirst());
     EXPECT_TRUE(m_rs.GetGID() == ueglobal_addr_t{});
-    ASSERT_EQ(2, m_rs.GetKeyCount());
-    EXPECT_EQ(eString("j"), m_rs.GetKey(1));
-    EXPECT_TRUE(m_rs.GetKey(2).IsEmpty());
-    EXPECT_TRUE(m_rs.GetKey(-1).IsEmpty());
+    EXPECT_EQ(eString("j"), m_rs.GetKey(0));
+    EXPECT_TRUE(m_rs.GetKey(1).IsEmpty());
 }
 
 TEST_F(RecordsetTest, RunsThatLeadNowhereFailWithoutReading)
