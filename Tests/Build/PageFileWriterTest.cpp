@@ -88,22 +88,14 @@ TEST(PageFileWriter, RoundTripsRunsAgainstAModelOverSeveralPageSizes)
         pool.SetDataPath(dir.Dir().c_str());
         eNdfRecordsetTabular rs;
         rs.SetPool(&pool);
-        eArray<ueaddr_t> pids;
-        eArray<unsigned short> eids;
-        eArray<unsigned int> counts;
+        std::vector<std::pair<ueglobal_addr_t, unsigned int>> list;
         std::size_t total = 0;
         for (const WrittenRun& run : runs) {
-            ueaddr_t pid;
-            GetPid(pid, run.first);
-            pids.Add(pid);
-            eids.Add(GetEid(run.first));
-            counts.Add(static_cast<unsigned int>(run.records.size()));
+            list.emplace_back(run.first, static_cast<unsigned int>(run.records.size()));
             total += run.records.size();
         }
         EXPECT_NE(0u, runs[0].first.page.nPage + runs[0].first.nElement) << "the runs must not start at 0";
-        rs.SetPIDs(pids);
-        rs.SetEIDs(eids);
-        rs.SetEIDCounts(counts);
+        KestTest::SetRuns(rs, list);
         ASSERT_EQ(static_cast<int>(total), rs.GetRecordCount());
 
         // Walk every record: fields as written, addresses strictly ascending,
@@ -227,15 +219,7 @@ TEST(PageFileWriter, LongRunsSpanPagesAndLargeRecordsGetTheirOwnPage)
     EXPECT_EQ(static_cast<int>(NdfFormat::kMaxPageSize), pool.GetPageSize(largestAddr.page));
     eNdfRecordsetTabular rs;
     rs.SetPool(&pool);
-    eArray<ueaddr_t> pids;
-    pids.Add(run.page);
-    eArray<unsigned short> eids;
-    eids.Add(run.nElement);
-    eArray<unsigned int> counts;
-    counts.Add(500);
-    rs.SetPIDs(pids);
-    rs.SetEIDs(eids);
-    rs.SetEIDCounts(counts);
+    KestTest::SetRuns(rs, {{run, 500}});
     int i = 0;
     eString text;
     for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext(), ++i) {

@@ -65,15 +65,7 @@ protected:
         }
         eNdfRecordsetTabular rs;
         rs.SetPool(&pool);
-        eArray<ueaddr_t> pids;
-        pids.Add(m_first.page);
-        eArray<unsigned short> eids;
-        eids.Add(m_first.nElement);
-        eArray<unsigned int> counts;
-        counts.Add(200);
-        rs.SetPIDs(pids);
-        rs.SetEIDs(eids);
-        rs.SetEIDCounts(counts);
+        KestTest::SetRuns(rs, {{m_first, 200}});
         int records = 0;
         eString text;
         for (bool ok = rs.MoveFirst(); ok; ok = rs.MoveNext()) {

@@ -77,16 +77,8 @@ TEST(eNdfPool, StaysWithinBudgetPlusOnePageWhileRecordSetsHoldPages)
     // Two record sets each hold a page while everything else streams by.
     eNdfRecordsetTabular held[2];
     for (int k = 0; k < 2; ++k) {
-        eArray<ueaddr_t> pids;
-        pids.Add(addrs[static_cast<std::size_t>(k)].page);
-        eArray<unsigned short> eids;
-        eids.Add(0);
-        eArray<unsigned int> counts;
-        counts.Add(1);
         held[k].SetPool(&pool);
-        held[k].SetPIDs(pids);
-        held[k].SetEIDs(eids);
-        held[k].SetEIDCounts(counts);
+        KestTest::SetRuns(held[k], {{addrs[static_cast<std::size_t>(k)], 1}});
         ASSERT_TRUE(held[k].MoveFirst());
     }
     unsigned char* name0 = nullptr;

@@ -44,20 +44,7 @@ protected:
         return r;
     }
 
-    void Runs(std::initializer_list<std::pair<ueglobal_addr_t, unsigned int>> runs)
-    {
-        eArray<ueaddr_t> pids;
-        eArray<unsigned short> eids;
-        eArray<unsigned int> counts;
-        for (const auto& r : runs) {
-            pids.Add(r.first.page);
-            eids.Add(r.first.nElement);
-            counts.Add(r.second);
-        }
-        m_rs.SetPIDs(pids);
-        m_rs.SetEIDs(eids);
-        m_rs.SetEIDCounts(counts);
-    }
+    void Runs(const std::vector<std::pair<ueglobal_addr_t, unsigned int>>& runs) { KestTest::SetRuns(m_rs, runs); }
 
     int Number()
     {

@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "Build/PageFileWriter.h"
+#include "Ndf/eNdfRecordsetTabular.h"
 
 namespace KestTest {
 
@@ -69,6 +70,22 @@ inline ModelRecord RandomRecord(std::mt19937& rng, int maxFields, int maxLength)
         r[static_cast<unsigned char>(rng() % 8 == 0 ? rng() % 256 : rng() % 6)] = bytes;
     }
     return r;
+}
+
+// Gives the record set its runs (first record, count) as the three lists.
+inline void SetRuns(Kest::eNdfRecordsetTabular& rs, const std::vector<std::pair<Kest::ueglobal_addr_t, unsigned int>>& runs)
+{
+    Kest::eArray<Kest::ueaddr_t> pids;
+    Kest::eArray<unsigned short> eids;
+    Kest::eArray<unsigned int> counts;
+    for (const auto& run : runs) {
+        pids.Add(run.first.page);
+        eids.Add(run.first.nElement);
+        counts.Add(run.second);
+    }
+    rs.SetPIDs(pids);
+    rs.SetEIDs(eids);
+    rs.SetEIDCounts(counts);
 }
 
 inline std::vector<unsigned char> ReadFile(const std::string& path)
