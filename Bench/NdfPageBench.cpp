@@ -7,6 +7,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <random>
@@ -29,6 +30,16 @@ struct DataSet {
     std::uint32_t pages;
 };
 
+std::string s_dir; // the temporary directory, removed at exit
+std::vector<std::string> s_files;
+
+void RemoveFiles()
+{
+    for (const std::string& f : s_files)
+        std::remove(f.c_str());
+    rmdir(s_dir.c_str());
+}
+
 const DataSet& Data(int records)
 {
     static std::map<int, DataSet> sets;
@@ -37,11 +48,16 @@ const DataSet& Data(int records)
         return found->second;
     static const std::string dir = [] {
         char name[] = "/tmp/ndf-bench-XXXXXX";
-        return std::string(mkdtemp(name) ? name : "/tmp") + "/";
+        if (!mkdtemp(name))
+            std::abort();
+        std::atexit(RemoveFiles);
+        return std::string(name) + "/";
     }();
+    s_dir = dir;
     const std::uint16_t file = static_cast<std::uint16_t>(100 + sets.size());
     PageFileWriter writer(file);
-    if (!writer.Open(dir + std::to_string(file) + ".ndf"))
+    s_files.push_back(dir + std::to_string(file) + ".ndf");
+    if (!writer.Open(s_files.back()))
         std::abort();
     std::mt19937 rng(7);
     std::vector<PageFileWriter::Record> chunk;

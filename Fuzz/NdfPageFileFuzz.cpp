@@ -28,13 +28,30 @@ namespace {
 
 constexpr std::uint16_t kFile = 1;
 
+volatile unsigned char s_sink = 0;
+std::string s_dir; // the working directory, removed at exit with its file
+
+std::string FilePath()
+{
+    return s_dir + std::to_string(kFile) + ".ndf";
+}
+
+void RemoveDir()
+{
+    std::remove(FilePath().c_str());
+    rmdir(s_dir.c_str());
+}
+
 const std::string& Dir()
 {
-    static const std::string dir = [] {
+    if (s_dir.empty()) {
         char name[] = "/tmp/ndf-fuzz-XXXXXX";
-        return std::string(mkdtemp(name) ? name : "/tmp") + "/";
-    }();
-    return dir;
+        if (!mkdtemp(name))
+            std::abort();
+        s_dir = std::string(name) + "/";
+        std::atexit(RemoveDir);
+    }
+    return s_dir;
 }
 
 void RepairChecksums(std::vector<unsigned char>& b)
@@ -65,8 +82,8 @@ void ReadPage(unsigned char* page, int size)
         for (int f = 0; f < 256; f += 1 + r % 3) {
             unsigned char* value = nullptr;
             const int length = reader.GetFieldValue(static_cast<unsigned short>(r), static_cast<unsigned char>(f), value);
-            if (length > 0 && (value[0] == 0xFE && value[length - 1] == 0xFF))
-                std::abort(); // never taken; makes the bytes be read
+            if (length > 0)
+                s_sink = static_cast<unsigned char>(s_sink ^ value[0] ^ value[length - 1]); // touch both ends
         }
     eNdfPageReader::IsWellFormed(page, static_cast<std::uint32_t>(size));
 }
@@ -108,7 +125,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // The input as a file.
     std::vector<unsigned char> bytes(data, data + size);
     RepairChecksums(bytes);
-    const std::string path = Dir() + std::to_string(kFile) + ".ndf";
+    Dir();
+    const std::string path = FilePath();
     if (std::FILE* f = std::fopen(path.c_str(), "wb")) {
         std::fwrite(bytes.data(), 1, bytes.size(), f);
         std::fclose(f);
