@@ -9,12 +9,54 @@ namespace Kest {
 namespace NdfFormat {
 
 // ---- Page files ("N.ndf"): index header, file header, pages, page table ----
+// File id N is the file "<data path>N.ndf". Little-endian throughout.
 
+// Bytes 0-11: the index header (root ueglobal_addr_t, signed 32-bit depth).
+constexpr std::uint32_t kIndexHeaderSize = 12;
+// Bytes 12-35: the file header.
+constexpr std::uint32_t kFileMagicOffset = 12;       // 4 bytes "KNDF"
+constexpr std::uint32_t kFileVersionOffset = 16;     // u16 format version
+constexpr std::uint32_t kFileIdOffset = 18;          // u16 the file's own id N
+constexpr std::uint32_t kFilePageCountOffset = 20;   // u32 number of pages
+constexpr std::uint32_t kFileTableOffsetOffset = 24; // u64 offset of the page table
+constexpr std::uint32_t kFileHeaderCrcOffset = 32;   // u32 CRC-32 of bytes 0-31
+constexpr std::uint32_t kFileHeaderSize = 36;        // the first page starts here
+constexpr std::uint8_t kFileMagic[4] = {'K', 'N', 'D', 'F'};
+constexpr std::uint16_t kFileVersion = 1;
 
+// The page table, behind the last page: one entry per page, in page order.
+constexpr std::uint32_t kTableEntrySize = 12; // u64 file offset, u32 byte size
+
+// A page: 16-byte header, record offset table, records.
+constexpr std::uint32_t kPageCrcOffset = 0;          // u32 CRC-32 of bytes 4..size-1
+constexpr std::uint32_t kPageSizeOffset = 4;         // u32 byte size of the whole page
+constexpr std::uint32_t kPageNumberOffset = 8;       // u32 the page's own number
+constexpr std::uint32_t kPageRecordCountOffset = 12; // u16 number of records
+constexpr std::uint32_t kPageReservedOffset = 14;    // u16 zero
+constexpr std::uint32_t kPageHeaderSize = 16;
+// Behind the header: (record count + 1) u32 offsets from the page start; record
+// i spans [offset i, offset i+1) and the last offset is the page size.
+constexpr std::uint32_t kPageOffsetEntrySize = 4;
+constexpr std::uint32_t kMaxPageSize = 131072;
+constexpr std::uint32_t kMaxRecordsPerPage = 65535;
+constexpr std::uint32_t kDefaultTargetPageSize = 8192;
+
+// A record: u8 field count n; n directory entries (u8 field number, strictly
+// ascending; u32 byte length); then the field bytes in directory order.
+constexpr std::uint32_t kRecordHeaderSize = 1;
+constexpr std::uint32_t kFieldEntrySize = 5;
 
 // ---- Feature blocks (child and leaf pairs of a tree node) ----
+// u8 flags, then each pair whose flag is set as four unsigned LEB128 varints:
+// file id, page number, element number, record count. A pair that is all
+// zero is left out, and a pair present is never all zero, so each node has
+// exactly one encoding. The block ends exactly after the last pair.
 
-
+constexpr std::uint8_t kFeatureHasChild = 0x01;
+constexpr std::uint8_t kFeatureHasLeaf = 0x02;
+constexpr std::uint8_t kFeatureFlagMask = 0x03; // other flag bits must be zero
+constexpr std::uint32_t kFeatureMaxVarintBytes = 5;
+constexpr std::uint32_t kFeatureMaxBlockSize = 1 + 2 * 4 * kFeatureMaxVarintBytes;
 
 // ---- Region blobs (polygon parts of an area) ----
 // Tag, version, CRC-32 of the body (every byte after the header); the body

@@ -1,0 +1,47 @@
+// Fuzzes feature blocks: any input either decodes to pairs that encode back
+// to exactly the input, or is refused with empty pairs; and pairs taken from
+// the input bytes survive an encode/decode round trip.
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "Build/FeatureBlockEncoder.h"
+#include "Ndf/eNdfFeatureIndex.h"
+
+using namespace Kest;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    // Exactly the input's bytes on the heap, so a read past them is caught.
+    std::vector<unsigned char> block(data, data + size);
+    eNdfFeatureIndex index(1);
+    const bool ok = index.SetBuffer(block.empty() ? nullptr : block.data(), static_cast<int>(block.size()));
+    ueglobal_addr_t child, leaf;
+    unsigned int childCount = 0, leafCount = 0;
+    index.GetChild(child, childCount);
+    index.GetLeaf(leaf, leafCount);
+    if (ok) {
+        if (FeatureBlockEncoder::Encode(child, childCount, leaf, leafCount) != block)
+            std::abort();
+    } else if (childCount != 0 || leafCount != 0) {
+        std::abort();
+    }
+
+    if (size >= 24) {
+        ueglobal_addr_t a, b;
+        unsigned int ac, bc;
+        std::memcpy(&a, data, 8);
+        std::memcpy(&ac, data + 8, 4);
+        std::memcpy(&b, data + 12, 8);
+        std::memcpy(&bc, data + 20, 4);
+        const std::vector<unsigned char> encoded = FeatureBlockEncoder::Encode(a, ac, b, bc);
+        ueglobal_addr_t c, d;
+        unsigned int cc, dc;
+        if (!eNdfFeatureIndex::Decode(encoded.data(), static_cast<int>(encoded.size()), c, cc, d, dc) ||
+            !(c == a) || cc != ac || !(d == b) || dc != bc)
+            std::abort();
+    }
+    return 0;
+}
