@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include "Base/NdfFormat.h"
+#include "Base/eCrc32.h"
 #include "Ndf/NdfBytes.h"
 #include "Ndf/eNdfPageReader.h"
 #include "Ndf/eNdfPool.h"
@@ -59,7 +60,7 @@ void RepairChecksums(std::vector<unsigned char>& b)
     if (b.size() < kFileHeaderSize)
         return;
     NdfBytes::Put16(&b[kFileIdOffset], kFile);
-    NdfBytes::Put32(&b[kFileHeaderCrcOffset], NdfBytes::Crc32(b.data(), kFileHeaderCrcOffset));
+    NdfBytes::Put32(&b[kFileHeaderCrcOffset], eCrc32::Compute(b.data(), kFileHeaderCrcOffset));
     const std::uint32_t pages = NdfBytes::Get32(&b[kFilePageCountOffset]);
     const std::uint64_t table = NdfBytes::Get64(&b[kFileTableOffsetOffset]);
     for (std::uint32_t p = 0; p < pages && p < 256; ++p) {
@@ -69,7 +70,7 @@ void RepairChecksums(std::vector<unsigned char>& b)
         const std::uint64_t offset = NdfBytes::Get64(&b[entry]);
         const std::uint32_t size = NdfBytes::Get32(&b[entry + 8]);
         if (size >= 4 && offset <= b.size() && b.size() - offset >= size)
-            NdfBytes::Put32(&b[offset], NdfBytes::Crc32(&b[offset + 4], size - 4));
+            NdfBytes::Put32(&b[offset], eCrc32::Compute(&b[offset + 4], size - 4));
     }
 }
 

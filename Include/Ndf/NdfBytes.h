@@ -1,7 +1,7 @@
 #pragma once
-// Little-endian byte access and the CRC-32 used by the page files. Shared by
-// the readers and the writers so that both agree on every byte; callers check
-// bounds before they load.
+// Little-endian byte access for the page files. Shared by the readers and
+// the writers so that both agree on every byte; callers check bounds before
+// they load. Checksums are eCrc32 (Include/Base/eCrc32.h).
 
 #include <cstddef>
 #include <cstdint>
@@ -42,9 +42,6 @@ inline void Put64(unsigned char* p, std::uint64_t v)
     for (int i = 0; i < 8; ++i)
         p[i] = static_cast<unsigned char>(v >> (8 * i));
 }
-
-// CRC-32 (IEEE 802.3, reflected, as zlib computes it).
-std::uint32_t Crc32(const unsigned char* data, std::size_t size);
 
 } // namespace NdfBytes
 } // namespace Kest

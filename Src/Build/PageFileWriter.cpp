@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "Base/eCrc32.h"
 #include "Ndf/NdfBytes.h"
 
 namespace Kest {
@@ -140,7 +141,7 @@ bool PageFileWriter::FlushPage()
     for (std::uint32_t i = 0; i < count; ++i)
         Put32(&page[kPageHeaderSize + (i + 1) * kPageOffsetEntrySize], table + m_recordEnds[i]);
     std::memcpy(&page[table], m_records.data(), m_records.size());
-    Put32(&page[kPageCrcOffset], NdfBytes::Crc32(page.data() + 4, size - 4));
+    Put32(&page[kPageCrcOffset], eCrc32::Compute(page.data() + 4, size - 4));
     if (std::fwrite(page.data(), 1, size, m_fp) != size)
         return Fail("cannot write a page");
     m_table.emplace_back(m_nOffset, size);
@@ -206,7 +207,7 @@ bool PageFileWriter::Close()
     Put16(head + kFileIdOffset, m_nFileId);
     Put32(head + kFilePageCountOffset, static_cast<std::uint32_t>(m_table.size()));
     Put64(head + kFileTableOffsetOffset, tableOffset);
-    Put32(head + kFileHeaderCrcOffset, NdfBytes::Crc32(head, kFileHeaderCrcOffset));
+    Put32(head + kFileHeaderCrcOffset, eCrc32::Compute(head, kFileHeaderCrcOffset));
     ok = ok && std::fseek(m_fp, 0, SEEK_SET) == 0 && std::fwrite(head, 1, sizeof head, m_fp) == sizeof head;
     ok = (std::fclose(m_fp) == 0) && ok;
     m_fp = nullptr;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "Base/NdfFormat.h"
+#include "Base/eCrc32.h"
 #include "Ndf/NdfBytes.h"
 #include "Ndf/eNdfPageReader.h"
 
@@ -86,7 +87,7 @@ eNdfPool::File* eNdfPool::OpenFile(std::uint16_t id)
         const std::uint64_t tableEnd = file.tableOffset + std::uint64_t(file.pageCount) * kTableEntrySize;
         ok = length >= 0 && std::memcmp(head + kFileMagicOffset, kFileMagic, 4) == 0 &&
              Get16(head + kFileVersionOffset) == kFileVersion && Get16(head + kFileIdOffset) == id &&
-             Get32(head + kFileHeaderCrcOffset) == NdfBytes::Crc32(head, kFileHeaderCrcOffset) &&
+             Get32(head + kFileHeaderCrcOffset) == eCrc32::Compute(head, kFileHeaderCrcOffset) &&
              file.tableOffset >= kFileHeaderSize && file.tableOffset <= (std::uint64_t(1) << 62) &&
              tableEnd <= static_cast<std::uint64_t>(length);
     }
@@ -117,7 +118,7 @@ eNdfPool::PageRef eNdfPool::Load(const ueaddr_t& page)
         return nullptr;
     // The checksum proves the bytes; the page's number and size prove that
     // the table pointed at the right page.
-    if (Get32(p + kPageCrcOffset) != NdfBytes::Crc32(p + 4, size - 4) ||
+    if (Get32(p + kPageCrcOffset) != eCrc32::Compute(p + 4, size - 4) ||
         Get32(p + kPageNumberOffset) != page.nPage || !eNdfPageReader::IsWellFormed(p, size))
         return nullptr;
     return bytes;
