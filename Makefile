@@ -24,6 +24,7 @@ build-asan: deps
 	@cmake --build $(ASAN) -j $(JOBS)
 
 test: build build-asan
+	@Scripts/check-layers.sh
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	  ctest --test-dir $(ASAN) --output-on-failure -j $(JOBS)
