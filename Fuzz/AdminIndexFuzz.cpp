@@ -27,45 +27,34 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if ((data[0] & 1) && file.size() >= header) {
         const std::uint32_t sum = eCrc32::Compute(file.data() + header, file.size() - header);
         for (int i = 0; i < 4; ++i)
-            file[static_cast<std::size_t>(NdfFormat::kAdminChecksumOffset + i)] =
-                static_cast<unsigned char>(sum >> (8 * i));
+            file[static_cast<std::size_t>(NdfFormat::kAdminChecksumOffset + i)] = static_cast<unsigned char>(sum >> (8 * i));
     }
-
     // One scratch file per process, in memory where the system offers it,
     // removed when the fuzzer exits.
-    struct Scratch {
+    static const struct Scratch {
         std::string path = std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") +
                            "/kest-admin-fuzz-" + std::to_string(getpid()) + ".ndf";
         ~Scratch() { std::remove(path.c_str()); }
-    };
-    static const Scratch scratch;
-    const std::string& path = scratch.path;
-    std::FILE* f = std::fopen(path.c_str(), "wb");
+    } scratch;
+    std::FILE* f = std::fopen(scratch.path.c_str(), "wb");
     if (!f)
         return 0;
     std::fwrite(file.data(), 1, file.size(), f);
     std::fclose(f);
 
     eAdminIndex index;
-    index.SetFilePath(path.c_str());
+    index.SetFilePath(scratch.path.c_str());
     const int count = index.GetCount();
-    if (count < 0 || count > 65536)
-        std::abort();
     eString name;
-    if (count == 0) {
-        // Nothing loaded (or an empty table): no code answers.
-        if (index.GetAdminInfo(0, name) || index.GetAdminInfo(65535, name))
-            std::abort();
-        return 0;
-    }
+    // Nothing loaded (or an empty table): no code answers.
+    if (count < 0 || count > 65536 || (count == 0 && (index.GetAdminInfo(0, name) || index.GetAdminInfo(65535, name))))
+        std::abort();
     // A loaded file has passed every check, so its table can be read here:
     // each listed code answers with a name of the listed length, and the
     // code just above it answers only when it is listed too.
-    const unsigned char* table = file.data() + header;
     for (int i = 0; i < count; ++i) {
-        const unsigned char* entry = table + static_cast<std::size_t>(i) * NdfFormat::kAdminEntrySize;
-        const int code = entry[0] | (entry[1] << 8);
-        const int length = entry[2] | (entry[3] << 8);
+        const unsigned char* entry = file.data() + header + static_cast<std::size_t>(i) * NdfFormat::kAdminEntrySize;
+        const int code = entry[0] | (entry[1] << 8), length = entry[2] | (entry[3] << 8);
         if (!index.GetAdminInfo(static_cast<unsigned short>(code), name) || name.GetLength() != length)
             std::abort();
         const bool nextListed = i + 1 < count && (entry[8] | (entry[9] << 8)) == code + 1;

@@ -21,40 +21,32 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     if (size < 1 || size > (1u << 20))
         return 0;
-    std::vector<unsigned char> blob;
-    if (data[0] & 1) {
-        blob.assign(NdfFormat::kRegionHeaderSize, 0);
+    const std::size_t header = (data[0] & 1) ? NdfFormat::kRegionHeaderSize : 0;
+    std::vector<unsigned char> blob(header, 0);
+    blob.insert(blob.end(), data + 1, data + size);
+    if (header) {
         blob[0] = NdfFormat::kRegionTag;
         blob[1] = NdfFormat::kRegionVersion;
-        blob.insert(blob.end(), data + 1, data + size);
-        const std::uint32_t sum = eCrc32::Compute(blob.data() + NdfFormat::kRegionHeaderSize,
-                                                  blob.size() - NdfFormat::kRegionHeaderSize);
+        const std::uint32_t sum = eCrc32::Compute(blob.data() + header, blob.size() - header);
         for (int i = 0; i < 4; ++i)
-            blob[static_cast<std::size_t>(NdfFormat::kRegionChecksumOffset + i)] =
-                static_cast<unsigned char>(sum >> (8 * i));
-    } else {
-        blob.assign(data + 1, data + size);
+            blob[static_cast<std::size_t>(NdfFormat::kRegionChecksumOffset + i)] = static_cast<unsigned char>(sum >> (8 * i));
     }
-
     const ePoint2D origin(116.0, 39.0);
     const eSize2D scale(1.0, 0.6666666666666666);
-    eNdfRegion reader(1);
-    reader.SetBuffer(blob.data(), static_cast<int>(blob.size()));
-    eGeoRegion region;
-    if (!reader.GetGeometry(origin, scale, 4000, region)) {
+    auto decode = [&](const std::vector<unsigned char>& bytes, int mode, eGeoRegion& region) {
+        eNdfRegion reader(mode);
+        reader.SetBuffer(bytes.data(), static_cast<int>(bytes.size()));
+        return reader.GetGeometry(origin, scale, 4000, region);
+    };
+    eGeoRegion region, second;
+    if (!decode(blob, 1, region)) {
         if (region.GetPartCount() != 0)
             std::abort();
         return 0;
     }
-
-    RegionEncoder encoder(origin, scale, 4000);
     std::vector<unsigned char> again;
-    if (!encoder.Encode(region, again))
-        std::abort();
-    eNdfRegion rereader(0);
-    rereader.SetBuffer(again.data(), static_cast<int>(again.size()));
-    eGeoRegion second;
-    if (!rereader.GetGeometry(origin, scale, 4000, second) || second.GetPartCount() != region.GetPartCount())
+    if (!RegionEncoder(origin, scale, 4000).Encode(region, again) || !decode(again, 0, second) ||
+        second.GetPartCount() != region.GetPartCount())
         std::abort();
     for (int part = 0; part < region.GetPartCount(); ++part) {
         const int count = region.GetSubPntCount(part);

@@ -4,17 +4,13 @@
 
 #include <map>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "Base/NdfFormat.h"
 #include "Base/eCrc32.h"
 #include "Build/AdminIndexWriter.h"
 #include "Support/TempDir.h"
 
-using Kest::AdminIndexWriter;
-using Kest::eAdminIndex;
-using Kest::eString;
+using namespace Kest;
 using KestTest::TempDir;
 using Bytes = std::vector<unsigned char>;
 
@@ -23,34 +19,21 @@ namespace {
 const std::string kHaidian = "\xB1\xB1\xBE\xA9\xCA\xD0\xBA\xA3\xB5\xED\xC7\xF8";          // 12 bytes
 const std::string kPudong = "\xC9\xCF\xBA\xA3\xCA\xD0\xC6\xD6\xB6\xAB\xD0\xC2\xC7\xF8"; // 14 bytes
 
-Bytes ThreeAreas()
+Bytes Areas(const std::map<std::uint16_t, std::string>& areas)
 {
     AdminIndexWriter writer;
-    writer.Add(7, kHaidian);
-    writer.Add(300, kPudong);
-    writer.Add(65535, "x");
+    for (const auto& [code, name] : areas)
+        EXPECT_TRUE(writer.Add(code, name));
     return writer.Bytes();
 }
 
+// The name found, or "-" (and the name left alone) for none.
 std::string Lookup(eAdminIndex& index, unsigned short code)
 {
     eString name("untouched");
     const bool found = index.GetAdminInfo(code, name);
-    EXPECT_TRUE(found || name == "untouched"); // a failed lookup leaves the name alone
-    return found ? std::string(name.Cstr()) : "-";
-}
-
-int CountOf(const std::string& path)
-{
-    eAdminIndex index;
-    index.SetFilePath(path.c_str());
-    return index.GetCount();
-}
-
-void PutU32(Bytes& bytes, std::size_t at, std::uint32_t value)
-{
-    for (std::size_t i = 0; i < 4; ++i)
-        bytes[at + i] = static_cast<unsigned char>(value >> (8 * i));
+    EXPECT_TRUE(found || name == "untouched");
+    return found ? std::string(name.Cstr(), static_cast<std::size_t>(name.GetLength())) : "-";
 }
 
 } // namespace
@@ -63,22 +46,15 @@ TEST(eAdminIndex, ReadsLazilyFollowsThePathAndRetriesOnlyWhenAsked)
     EXPECT_EQ("-", Lookup(index, 7)); // no path at all
     index.SetFilePath(first.c_str());
     EXPECT_EQ("-", Lookup(index, 7)); // missing; the failure is remembered
-    TempDir::Write(first, ThreeAreas());
+    TempDir::Write(first, Areas({{7, kHaidian}, {300, kPudong}}));
     EXPECT_EQ("-", Lookup(index, 7));
     index.SetFilePath(first.c_str()); // the same path again: another attempt
     EXPECT_EQ(kHaidian, Lookup(index, 7));
-    EXPECT_EQ(kPudong, Lookup(index, 300));
-    EXPECT_EQ("x", Lookup(index, 65535));
-    for (unsigned short unknown : {0, 8, 299, 65534})
-        EXPECT_EQ("-", Lookup(index, unknown)) << unknown;
-
     // Once read, the same path keeps what it read; another path reads anew.
-    AdminIndexWriter other;
-    other.Add(7, "seven");
-    TempDir::Write(first, other.Bytes());
-    TempDir::Write(second, other.Bytes());
+    TempDir::Write(first, Areas({{7, "seven"}}));
+    TempDir::Write(second, Areas({{7, "seven"}}));
     index.SetFilePath(first.c_str());
-    EXPECT_EQ(kHaidian, Lookup(index, 7));
+    EXPECT_EQ(kPudong, Lookup(index, 300));
     eAdminIndex copy = index; // the engine copies its members as they stand
     index.SetFilePath(second.c_str());
     EXPECT_EQ("seven", Lookup(index, 7));
@@ -86,88 +62,70 @@ TEST(eAdminIndex, ReadsLazilyFollowsThePathAndRetriesOnlyWhenAsked)
     EXPECT_EQ(kPudong, Lookup(copy, 300));
 }
 
-TEST(eAdminIndex, EveryTruncationAndFlippedByteFails)
+// Every prefix, every flipped byte, a byte too many, and files with a right
+// checksum but a wrong structure, as a faulty writer makes: no areas at all.
+TEST(eAdminIndex, RejectsTruncatedCorruptAndMalformedFiles)
 {
+    using namespace NdfFormat;
     TempDir dir;
     const std::string path = dir.Path("AdminIndex.ndf");
-    const Bytes good = ThreeAreas();
-    for (std::size_t length = 0; length < good.size(); ++length) {
-        TempDir::Write(path, Bytes(good.begin(), good.begin() + static_cast<long>(length)));
-        EXPECT_EQ(0, CountOf(path)) << length;
-    }
-    // Header, table and names: every byte of the file.
+    auto count = [&](const Bytes& bytes) {
+        TempDir::Write(path, bytes);
+        eAdminIndex index;
+        index.SetFilePath(path.c_str());
+        return index.GetCount();
+    };
+    const Bytes good = Areas({{7, kHaidian}, {300, kPudong}, {65535, "x"}});
     for (std::size_t at = 0; at < good.size(); ++at) {
-        Bytes bad = good;
-        bad[at] ^= 0x20;
-        TempDir::Write(path, bad);
-        EXPECT_EQ(0, CountOf(path)) << at;
+        Bytes flipped = good;
+        flipped[at] ^= 0x20;
+        EXPECT_EQ(0, count(flipped)) << "flipped " << at;
+        EXPECT_EQ(0, count(Bytes(good.begin(), good.begin() + static_cast<long>(at)))) << "cut at " << at;
     }
     Bytes longer = good;
     longer.push_back(0);
-    TempDir::Write(path, longer);
-    EXPECT_EQ(0, CountOf(path));
-}
-
-// Files with a right checksum but a wrong structure, as a faulty writer makes.
-TEST(eAdminIndex, RejectsMalformedTablesWithValidChecksums)
-{
-    using namespace Kest::NdfFormat;
-    TempDir dir;
-    const std::string path = dir.Path("AdminIndex.ndf");
-    auto count = [&](Bytes bytes) {
-        PutU32(bytes, kAdminChecksumOffset,
-               Kest::eCrc32::Compute(bytes.data() + kAdminHeaderSize, bytes.size() - kAdminHeaderSize));
-        TempDir::Write(path, bytes);
-        return CountOf(path);
-    };
-    const Bytes good = ThreeAreas();
-    ASSERT_EQ(3, count(good));
-    const std::size_t second = kAdminHeaderSize + kAdminEntrySize; // code 300, offset 12, length 14
+    EXPECT_EQ(0, count(longer));
+    // Sets `width` bytes at `at` to `value`, and the checksum to match.
     auto with = [&](std::size_t at, std::uint32_t value, int width) {
         Bytes bytes = good;
         for (int i = 0; i < width; ++i)
             bytes[at + static_cast<std::size_t>(i)] = static_cast<unsigned char>(value >> (8 * i));
-        return bytes;
+        const std::uint32_t sum = eCrc32::Compute(bytes.data() + kAdminHeaderSize, bytes.size() - kAdminHeaderSize);
+        for (std::size_t i = 0; i < 4; ++i)
+            bytes[kAdminChecksumOffset + i] = static_cast<unsigned char>(sum >> (8 * i));
+        return count(bytes);
     };
-    EXPECT_EQ(0, count(with(4, 2, 4)));                  // version 2
-    EXPECT_EQ(0, count(with(8, 2, 4)));                  // table ends before the names do
-    EXPECT_EQ(0, count(with(8, 0x20000000, 4)));         // absurd count
-    EXPECT_EQ(0, count(with(12, 0xFFFFFFF0, 4)));        // absurd names length
-    EXPECT_EQ(0, count(with(second, 7, 2)));             // code equal to the one before
-    EXPECT_EQ(0, count(with(second + 4, 14, 4)));        // 14 + 14 > 27 bytes of names
-    EXPECT_EQ(0, count(with(second + 2, 16, 2)));        // 12 + 16 > 27
-    EXPECT_EQ(3, count(with(second + 2, 15, 2)));        // ends exactly at the end: valid
+    const std::size_t second = kAdminHeaderSize + kAdminEntrySize; // code 300, offset 12, length 14
+    EXPECT_EQ(3, with(0, 'K', 1));         // nothing changed
+    EXPECT_EQ(0, with(4, 2, 4));           // version 2
+    EXPECT_EQ(0, with(8, 2, 4));           // table ends before the names do
+    EXPECT_EQ(0, with(8, 0x20000000, 4));  // absurd count
+    EXPECT_EQ(0, with(12, 0xFFFFFFF0, 4)); // absurd names length
+    EXPECT_EQ(0, with(second, 7, 2));      // code equal to the one before
+    EXPECT_EQ(0, with(second + 4, 14, 4)); // 14 + 14 > 27 bytes of names
+    EXPECT_EQ(0, with(second + 2, 16, 2)); // 12 + 16 > 27
+    EXPECT_EQ(3, with(second + 2, 15, 2)); // ends exactly at the end: valid
 }
 
-// 3,000 counties with random codes and GBK names: every possible code looked
-// up against a std::map of what was written.
+// 3,000 counties with random codes and GBK names, written to a file: every
+// possible code looked up against a std::map of what was written.
 TEST(eAdminIndex, AgreesWithAMapModelOnEveryCode)
 {
     std::mt19937 random(3000);
-    std::map<unsigned short, std::string> model;
-    AdminIndexWriter writer;
+    std::map<std::uint16_t, std::string> model;
     while (model.size() < 3000) {
-        const auto code = static_cast<unsigned short>(random());
         std::string name;
-        for (unsigned characters = random() % 12; characters > 0; --characters) {
-            name += static_cast<char>(0xB0 + random() % 0x48);
-            name += static_cast<char>(0xA1 + random() % 0x5E);
-        }
-        if (model.emplace(code, name).second) {
-            ASSERT_TRUE(writer.Add(code, name));
-        }
+        for (unsigned characters = random() % 12; characters > 0; --characters)
+            name += {static_cast<char>(0xB0 + random() % 0x48), static_cast<char>(0xA1 + random() % 0x5E)};
+        model.emplace(static_cast<std::uint16_t>(random()), name);
     }
     TempDir dir;
-    ASSERT_TRUE(writer.WriteFile(dir.Path("AdminIndex.ndf")));
+    TempDir::Write(dir.Path("AdminIndex.ndf"), Areas(model));
     eAdminIndex index;
     index.SetFilePath(dir.Path("AdminIndex.ndf").c_str());
     ASSERT_EQ(3000, index.GetCount());
     for (int code = 0; code <= 65535; ++code) {
-        eString name;
-        const auto it = model.find(static_cast<unsigned short>(code));
-        ASSERT_EQ(it != model.end(), index.GetAdminInfo(static_cast<unsigned short>(code), name)) << code;
-        if (it != model.end()) {
-            ASSERT_EQ(it->second, std::string(name.Cstr(), static_cast<std::size_t>(name.GetLength()))) << code;
-        }
+        const auto it = model.find(static_cast<std::uint16_t>(code));
+        ASSERT_EQ(it == model.end() ? "-" : it->second, Lookup(index, static_cast<std::uint16_t>(code))) << code;
     }
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <tuple>
 #include <vector>
 
 #include "Base/NdfFormat.h"
@@ -24,14 +25,11 @@ constexpr int kUnits = 4000;
 // A blob with a valid header and checksum around `body`.
 Bytes Blob(const Bytes& body)
 {
-    Bytes blob(body.size() + 6, 0);
-    blob[0] = Kest::NdfFormat::kRegionTag;
-    blob[1] = Kest::NdfFormat::kRegionVersion;
     const std::uint32_t sum = Kest::eCrc32::Compute(body.data(), body.size());
-    for (std::size_t i = 0; i < 4; ++i)
-        blob[2 + i] = static_cast<unsigned char>(sum >> (8 * i));
-    for (std::size_t i = 0; i < body.size(); ++i)
-        blob[6 + i] = body[i];
+    Bytes blob = {Kest::NdfFormat::kRegionTag, Kest::NdfFormat::kRegionVersion};
+    for (int i = 0; i < 4; ++i)
+        blob.push_back(static_cast<unsigned char>(sum >> (8 * i)));
+    blob.insert(blob.end(), body.begin(), body.end());
     return blob;
 }
 
@@ -55,10 +53,8 @@ TEST(eNdfRegion, DecodesTheDocumentedLayout)
     const double sx = 1.0 / (4000.0 * 256), sy = 0.6666666666666666 / (4000.0 * 256);
     ASSERT_EQ(2, region.GetPartCount());
     ASSERT_EQ(3, region.GetSubPntCount(0));
-    const ePoint2D* p = region.GetPoints(0);
-    EXPECT_EQ(ePoint2D(116.0, 39.0), p[0]);
-    EXPECT_EQ(ePoint2D(116.0 + 3 * sx, 39.0 - 1 * sy), p[1]);
-    EXPECT_EQ(ePoint2D(116.0 + 203 * sx, 39.0 + 2 * sy), p[2]);
+    const std::vector<ePoint2D> expected = {{116.0, 39.0}, {116.0 + 3 * sx, 39.0 - sy}, {116.0 + 203 * sx, 39.0 + 2 * sy}};
+    EXPECT_EQ(expected, std::vector<ePoint2D>(region.GetPoints(0), region.GetPoints(0) + 3));
     EXPECT_EQ(nullptr, region.GetPoints(1));
     ASSERT_TRUE(Decode(Blob({0x00}), region)); // no parts at all
     EXPECT_EQ(0, region.GetPartCount());
@@ -68,14 +64,13 @@ TEST(eNdfRegion, NeedsBytesAndAGridAndHonoursTheMemoryMode)
 {
     Bytes blob = Blob(kBody);
     eGeoRegion region;
-    for (int units : {0, -4000})
-        EXPECT_FALSE(Decode(blob, region, kOrigin, kScale, units));
-    for (const eSize2D& scale : {eSize2D(0, 1), eSize2D(1, -1), eSize2D(NAN, 1), eSize2D(1, INFINITY)})
-        EXPECT_FALSE(Decode(blob, region, kOrigin, scale));
-    EXPECT_FALSE(Decode(blob, region, ePoint2D(NAN, 0)));
+    const std::vector<std::tuple<ePoint2D, eSize2D, int>> grids = {
+        {kOrigin, kScale, 0}, {kOrigin, kScale, -4000}, {kOrigin, {0, 1}, kUnits}, {kOrigin, {1, -1}, kUnits},
+        {kOrigin, {NAN, 1}, kUnits}, {kOrigin, {1, INFINITY}, kUnits}, {{NAN, 0}, kScale, kUnits}};
+    for (const auto& [origin, scale, units] : grids)
+        EXPECT_FALSE(Decode(blob, region, origin, scale, units)) << scale.cx << "," << scale.cy << "," << units;
     // A grid so coarse that the largest grid value overflows to infinity.
-    EXPECT_FALSE(Decode(Blob({0x01, 0x01, 0xFE, 0xFF, 0xFF, 0xFF, 0x0F, 0x00}), region, kOrigin,
-                        eSize2D(1e306, 1.0), 1));
+    EXPECT_FALSE(Decode(Blob({0x01, 0x01, 0xFE, 0xFF, 0xFF, 0xFF, 0x0F, 0x00}), region, kOrigin, {1e306, 1.0}, 1));
 
     eNdfRegion borrowing(1), copying(0), empty(1);
     region.AddPart(std::vector<ePoint2D>{{1, 1}});
@@ -90,7 +85,9 @@ TEST(eNdfRegion, NeedsBytesAndAGridAndHonoursTheMemoryMode)
     EXPECT_TRUE(copying.GetGeometry(kOrigin, kScale, kUnits, region));
 }
 
-TEST(eNdfRegion, EveryTruncationAndEveryFlippedBitFails)
+// Every prefix and every flipped bit (tag, version and checksum included), and
+// bodies with a right checksum but a wrong structure, as a faulty writer makes.
+TEST(eNdfRegion, RejectsTruncatedCorruptAndMalformedBlobs)
 {
     Bytes body = {0x02}; // two rings of 40 points with two-byte deltas
     for (int part = 0; part < 2; ++part) {
@@ -101,28 +98,16 @@ TEST(eNdfRegion, EveryTruncationAndEveryFlippedBitFails)
     const Bytes blob = Blob(body);
     eGeoRegion region;
     ASSERT_TRUE(Decode(blob, region));
-    for (std::size_t length = 0; length < blob.size(); ++length) {
+    for (std::size_t at = 0; at < blob.size(); ++at) {
         // The prefix alone, so that reading past it is caught by ASan.
-        EXPECT_FALSE(Decode(Bytes(blob.begin(), blob.begin() + static_cast<long>(length)), region)) << length;
+        EXPECT_FALSE(Decode(Bytes(blob.begin(), blob.begin() + static_cast<long>(at)), region)) << at;
         EXPECT_EQ(0, region.GetPartCount());
-    }
-    for (std::size_t at = 0; at < blob.size(); ++at)
         for (unsigned char bit : {0x01, 0x10, 0x80}) {
             Bytes flipped = blob;
             flipped[at] ^= bit;
             EXPECT_FALSE(Decode(flipped, region)) << "byte " << at << " bit " << int(bit);
         }
-}
-
-// Blobs with a right checksum but a wrong structure, as a faulty writer makes.
-TEST(eNdfRegion, RejectsMalformedBodiesWithValidChecksums)
-{
-    eGeoRegion region;
-    Bytes wrongTag = Blob(kBody), wrongVersion = Blob(kBody);
-    wrongTag[0] = 'Q';
-    wrongVersion[1] = 2;
-    EXPECT_FALSE(Decode(wrongTag, region));
-    EXPECT_FALSE(Decode(wrongVersion, region));
+    }
     const std::vector<Bytes> malformed = {
         {},                                               // no part count
         {0x02, 0x00},                                     // a part missing
@@ -135,8 +120,8 @@ TEST(eNdfRegion, RejectsMalformedBodiesWithValidChecksums)
         {0x01, 0x01, 0x80, 0x80, 0x80, 0x80, 0x10, 0x00}, // grid value 2^31
         {0x01, 0x02, 0x00, 0xFE, 0xFF, 0xFF, 0xFF, 0x0F, 0x00, 0x02}, // 2^31-1, then +1 on y
     };
-    for (const Bytes& body : malformed) {
-        EXPECT_FALSE(Decode(Blob(body), region)) << body.size();
+    for (const Bytes& bad : malformed) {
+        EXPECT_FALSE(Decode(Blob(bad), region)) << bad.size();
         EXPECT_EQ(0, region.GetPartCount());
     }
     EXPECT_TRUE(Decode(Blob({0x01, 0x01, 0xFE, 0xFF, 0xFF, 0xFF, 0x0F, 0x00}), region)); // 2^31-1 is fine
