@@ -15,30 +15,21 @@ using namespace Kest;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     // Exactly the input's bytes on the heap, so a read past them is caught.
-    std::vector<unsigned char> block(data, data + size);
+    const std::vector<unsigned char> block(data, data + size);
     eNdfFeatureIndex index(1);
     const bool ok = index.SetBuffer(block.empty() ? nullptr : block.data(), static_cast<int>(block.size()));
-    ueglobal_addr_t child, leaf;
-    unsigned int childCount = 0, leafCount = 0;
-    index.GetChild(child, childCount);
-    index.GetLeaf(leaf, leafCount);
-    if (ok) {
-        if (FeatureBlockEncoder::Encode(child, childCount, leaf, leafCount) != block)
-            std::abort();
-    } else if (childCount != 0 || leafCount != 0) {
+    ueglobal_addr_t a, b, c, d;
+    unsigned int ac = 0, bc = 0, cc = 0, dc = 0;
+    index.GetChild(a, ac);
+    index.GetLeaf(b, bc);
+    if (ok ? FeatureBlockEncoder::Encode(a, ac, b, bc) != block : ac != 0 || bc != 0)
         std::abort();
-    }
-
     if (size >= 24) {
-        ueglobal_addr_t a, b;
-        unsigned int ac, bc;
         std::memcpy(&a, data, 8);
         std::memcpy(&ac, data + 8, 4);
         std::memcpy(&b, data + 12, 8);
         std::memcpy(&bc, data + 20, 4);
         const std::vector<unsigned char> encoded = FeatureBlockEncoder::Encode(a, ac, b, bc);
-        ueglobal_addr_t c, d;
-        unsigned int cc, dc;
         if (!eNdfFeatureIndex::Decode(encoded.data(), static_cast<int>(encoded.size()), c, cc, d, dc) ||
             !(c == a) || cc != ac || !(d == b) || dc != bc)
             std::abort();

@@ -4,74 +4,68 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <algorithm>
 
 #include "Base/NdfFormat.h"
-#include "Build/PageFileWriter.h"
-#include "Ndf/eNdfPool.h"
-#include "Ndf/eNdfRecordsetTabular.h"
+#include "Ndf/NdfBytes.h"
 #include "Support/NdfFiles.h"
 
 using namespace Kest;
-using KestTest::TempDir;
+using namespace KestTest;
 
 namespace {
 
 constexpr std::uint16_t kFile = 12;
+constexpr int kRecords = 200;
 
-class CorruptionTest : public ::testing::Test {
+class NdfCorruptionTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        PageFileWriter writer(kFile, 512);
-        ASSERT_TRUE(writer.Open(m_dir.File(kFile)));
         std::vector<PageFileWriter::Record> run;
-        for (int i = 0; i < 200; ++i)
-            run.push_back(KestTest::ToRecord({{0, "record " + std::to_string(i)}, {2, std::string(30, 'x')}}));
-        ASSERT_TRUE(writer.AppendRun(run, m_first));
-        m_pages = writer.GetPageCount();
-        writer.SetIndexHeader(m_first, 2);
-        ASSERT_TRUE(writer.Close());
-        m_good = KestTest::ReadFile(m_dir.File(kFile));
+        for (int i = 0; i < kRecords; ++i)
+            run.push_back(ToRecord({{0, "record " + std::to_string(i)}, {2, std::string(30, 'x')}}));
+        m_first = WriteRuns(m_dir, kFile, 512, {run})[0];
+        m_good = TempDir::Read(NdfFile(m_dir, kFile));
+        m_pages = NdfBytes::Get32(&m_good[NdfFormat::kFilePageCountOffset]);
         ASSERT_GE(m_pages, 5u);
     }
 
-    // The page's file offset and size, from the page table of the good file.
-    std::pair<std::size_t, std::size_t> PageSpan(std::uint32_t page) const
+    // Where the page table entry of `page` lies, and where the page itself.
+    std::size_t Entry(std::uint32_t page) const
     {
-        std::uint64_t table = 0;
-        std::memcpy(&table, &m_good[NdfFormat::kFileTableOffsetOffset], 8);
-        std::uint64_t offset = 0;
-        std::uint32_t size = 0;
-        std::memcpy(&offset, &m_good[table + page * NdfFormat::kTableEntrySize], 8);
-        std::memcpy(&size, &m_good[table + page * NdfFormat::kTableEntrySize + 8], 4);
-        return {static_cast<std::size_t>(offset), size};
+        return NdfBytes::Get64(&m_good[NdfFormat::kFileTableOffsetOffset]) + page * NdfFormat::kTableEntrySize;
+    }
+    std::size_t Page(std::uint32_t page) const { return NdfBytes::Get64(&m_good[Entry(page)]); }
+
+    // The good file with the byte at `at` flipped by `mask`.
+    std::vector<unsigned char> Flipped(std::size_t at, unsigned char mask) const
+    {
+        std::vector<unsigned char> bytes = m_good;
+        bytes[at] ^= mask;
+        return bytes;
     }
 
     // Reads every page and walks the whole run through a fresh pool; returns
     // how many records were readable and whether every page was.
     std::pair<int, bool> ReadAll(const std::vector<unsigned char>& bytes)
     {
-        KestTest::WriteFile(m_dir.File(kFile), bytes);
-        eNdfPool pool;
-        pool.SetDataPath(m_dir.Dir().c_str());
+        TempDir::Write(NdfFile(m_dir, kFile), bytes);
+        Reader reader(DataDir(m_dir));
         bool allPages = true;
         std::vector<unsigned char> buffer(NdfFormat::kMaxPageSize);
         for (std::uint32_t p = 0; p < m_pages; ++p) {
-            const int size = pool.GetPageSize(ueaddr_t{p, kFile});
-            const bool copied = pool.GetPage(ueaddr_t{p, kFile}, buffer.data(), static_cast<int>(buffer.size()));
+            const int size = reader.pool.GetPageSize(ueaddr_t{p, kFile});
+            const bool copied = reader.pool.GetPage(ueaddr_t{p, kFile}, buffer.data(), static_cast<int>(buffer.size()));
             EXPECT_EQ(size > 0, copied);
             allPages = allPages && copied;
         }
-        eNdfRecordsetTabular rs;
-        rs.SetPool(&pool);
-        KestTest::SetRuns(rs, {{m_first, 200}});
+        SetRuns(reader.rs, {{m_first, kRecords}});
         int records = 0;
         eString text;
-        for (bool ok = rs.MoveFirst(); ok; ok = rs.MoveNext()) {
-            EXPECT_TRUE(rs.GetFieldValue(0, text));
+        for (bool ok = reader.rs.MoveFirst(); ok; ok = reader.rs.MoveNext(), ++records) {
+            EXPECT_TRUE(reader.rs.GetFieldValue(0, text));
             EXPECT_EQ("record " + std::to_string(records), text.Cstr());
-            ++records;
         }
         return {records, allPages};
     }
@@ -84,67 +78,38 @@ protected:
 
 } // namespace
 
-TEST_F(CorruptionTest, TheIntactFileReadsWhole)
+TEST_F(NdfCorruptionTest, TheIntactFileReadsWholeATruncatedOrBadHeaderedOneNotAtAll)
 {
-    EXPECT_EQ(std::make_pair(200, true), ReadAll(m_good));
-}
-
-TEST_F(CorruptionTest, ATruncatedFileIsRefused)
-{
-    for (std::size_t keep : {std::size_t(0), std::size_t(11), std::size_t(NdfFormat::kFileHeaderSize),
-                             PageSpan(2).first + 7, m_good.size() - 1}) {
+    EXPECT_EQ(std::make_pair(kRecords, true), ReadAll(m_good));
+    for (std::size_t keep : {std::size_t(0), std::size_t(11), std::size_t(NdfFormat::kFileHeaderSize), Page(2) + 7, m_good.size() - 1}) {
         SCOPED_TRACE(keep);
-        std::vector<unsigned char> bytes(m_good.begin(), m_good.begin() + static_cast<long>(keep));
-        EXPECT_EQ(std::make_pair(0, false), ReadAll(bytes));
+        EXPECT_EQ(std::make_pair(0, false), ReadAll({m_good.begin(), m_good.begin() + static_cast<long>(keep)}));
     }
-}
-
-TEST_F(CorruptionTest, AFlippedHeaderByteRefusesTheFile)
-{
     // Index header, magic, version, file id, page count, table offset, checksum.
-    for (std::size_t at : {std::size_t(0), std::size_t(9), std::size_t(12), std::size_t(16), std::size_t(18),
-                           std::size_t(20), std::size_t(24), std::size_t(33)}) {
+    for (std::size_t at : {0, 9, 12, 16, 18, 20, 24, 33}) {
         SCOPED_TRACE(at);
-        std::vector<unsigned char> bytes = m_good;
-        bytes[at] ^= 0x40;
-        EXPECT_EQ(std::make_pair(0, false), ReadAll(bytes));
+        EXPECT_EQ(std::make_pair(0, false), ReadAll(Flipped(at, 0x40)));
     }
 }
 
-TEST_F(CorruptionTest, AFlippedPageByteFailsThatPageOnly)
+TEST_F(NdfCorruptionTest, AFlippedPageOrTableByteFailsThatPageOnly)
 {
-    const std::uint32_t middle = m_pages / 2;
-    const std::uint32_t last = m_pages - 1;
-    for (std::uint32_t page : {middle, last}) {
-        const auto span = PageSpan(page);
+    for (std::uint32_t page : {m_pages / 2, m_pages - 1}) {
         // Its checksum, its size, its number, its offsets, a field length, data.
-        for (std::size_t at : {std::size_t(0), std::size_t(5), std::size_t(8), std::size_t(17), std::size_t(100),
-                               span.second - 1}) {
+        const std::size_t size = NdfBytes::Get32(&m_good[Entry(page) + 8]);
+        for (std::size_t at : {std::size_t(0), std::size_t(5), std::size_t(8), std::size_t(17), std::size_t(100), size - 1}) {
             SCOPED_TRACE(testing::Message() << "page " << page << " byte " << at);
-            std::vector<unsigned char> bytes = m_good;
-            bytes[span.first + at] ^= 0x01;
-            const auto result = ReadAll(bytes);
+            const auto result = ReadAll(Flipped(Page(page) + at, 0x01));
             EXPECT_FALSE(result.second);
             // The walk stops at the damaged page: every record before it reads.
             EXPECT_GT(result.first, 0);
-            EXPECT_LT(result.first, 200);
+            EXPECT_LT(result.first, kRecords);
         }
     }
-}
-
-TEST_F(CorruptionTest, AFlippedPageTableEntryIsCaughtByThePage)
-{
-    std::uint64_t table = 0;
-    std::memcpy(&table, &m_good[NdfFormat::kFileTableOffsetOffset], 8);
-    // Point page 3's entry at page 2 (a valid page, but not page 3), then
-    // break its size.
+    // Page 3's table entry: page 2's, a broken size, an offset far past the end.
     std::vector<unsigned char> bytes = m_good;
-    std::memcpy(&bytes[table + 3 * NdfFormat::kTableEntrySize], &m_good[table + 2 * NdfFormat::kTableEntrySize], 12);
+    std::copy(&m_good[Entry(2)], &m_good[Entry(3)], &bytes[Entry(3)]);
     EXPECT_FALSE(ReadAll(bytes).second);
-    bytes = m_good;
-    bytes[table + 3 * NdfFormat::kTableEntrySize + 9] ^= 0x10;
-    EXPECT_FALSE(ReadAll(bytes).second);
-    bytes = m_good;
-    bytes[table + 3 * NdfFormat::kTableEntrySize + 7] = 0x80; // an offset far past the end
-    EXPECT_FALSE(ReadAll(bytes).second);
+    EXPECT_FALSE(ReadAll(Flipped(Entry(3) + 9, 0x10)).second);
+    EXPECT_FALSE(ReadAll(Flipped(Entry(3) + 7, 0x80)).second);
 }

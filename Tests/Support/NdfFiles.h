@@ -1,53 +1,26 @@
 #pragma once
-// Helpers for the page-file suites: a temporary data directory, a plain model
-// of records (field number -> bytes) and the writer's form of it.
+// Helpers for the page-file suites: a plain model of records (field number ->
+// bytes), its writer form, and a pool with a record set over a data directory.
 
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include <dirent.h>
-#include <unistd.h>
-
 #include "Build/PageFileWriter.h"
+#include "Ndf/eNdfPool.h"
 #include "Ndf/eNdfRecordsetTabular.h"
+#include "Support/TempDir.h"
 
 namespace KestTest {
 
 using ModelRecord = std::map<unsigned char, std::string>;
+using Runs = std::vector<std::pair<Kest::ueglobal_addr_t, unsigned int>>;
 
-// A directory under /tmp, removed with its files.
-class TempDir {
-public:
-    TempDir()
-    {
-        char name[] = "/tmp/ndf-test-XXXXXX";
-        m_path = mkdtemp(name) ? name : "/tmp";
-    }
-    ~TempDir()
-    {
-        if (DIR* d = opendir(m_path.c_str())) {
-            while (dirent* e = readdir(d))
-                if (e->d_name[0] != '.')
-                    std::remove((m_path + "/" + e->d_name).c_str());
-            closedir(d);
-        }
-        rmdir(m_path.c_str());
-    }
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-    // The directory with a trailing slash, as the pool takes it.
-    std::string Dir() const { return m_path + "/"; }
-    std::string File(int id) const { return Dir() + std::to_string(id) + ".ndf"; }
-
-private:
-    std::string m_path;
-};
+// The directory with a trailing slash, as the pool takes it, and file N in it.
+inline std::string DataDir(const TempDir& dir) { return dir.Path(""); }
+inline std::string NdfFile(const TempDir& dir, int id) { return dir.Path(std::to_string(id) + ".ndf"); }
 
 inline Kest::PageFileWriter::Record ToRecord(const ModelRecord& model)
 {
@@ -57,13 +30,12 @@ inline Kest::PageFileWriter::Record ToRecord(const ModelRecord& model)
     return r;
 }
 
-// A record of 0 to `maxFields` fields with numbers up to 255 and lengths up to
-// `maxLength` (never empty: an empty field is not stored).
+// Up to `maxFields` fields numbered up to 255, each 1 to `maxLength` bytes
+// (an empty field is not stored).
 inline ModelRecord RandomRecord(std::mt19937& rng, int maxFields, int maxLength)
 {
     ModelRecord r;
-    const int fields = static_cast<int>(rng() % (maxFields + 1));
-    for (int i = 0; i < fields; ++i) {
+    for (int i = static_cast<int>(rng() % (maxFields + 1)); i > 0; --i) {
         std::string bytes(1 + rng() % maxLength, '\0');
         for (char& c : bytes)
             c = static_cast<char>(rng());
@@ -72,8 +44,24 @@ inline ModelRecord RandomRecord(std::mt19937& rng, int maxFields, int maxLength)
     return r;
 }
 
-// Gives the record set its runs (first record, count) as the three lists.
-inline void SetRuns(Kest::eNdfRecordsetTabular& rs, const std::vector<std::pair<Kest::ueglobal_addr_t, unsigned int>>& runs)
+// Writes file `id` of `dir` with each list of records as one run (starting a
+// fresh page with `pageStart`); gives the address of each run's first record.
+inline std::vector<Kest::ueglobal_addr_t> WriteRuns(const TempDir& dir, std::uint16_t id, std::uint32_t target,
+                                                    const std::vector<std::vector<Kest::PageFileWriter::Record>>& runs,
+                                                    bool pageStart = false)
+{
+    Kest::PageFileWriter writer(id, target);
+    std::vector<Kest::ueglobal_addr_t> first(runs.size());
+    EXPECT_TRUE(writer.Open(NdfFile(dir, id)));
+    for (std::size_t i = 0; i < runs.size(); ++i)
+        EXPECT_TRUE(writer.AppendRun(runs[i], first[i], pageStart)) << writer.GetError();
+    EXPECT_TRUE(writer.Close()) << writer.GetError();
+    return first;
+}
+
+// Gives the record set its runs (first record, count) as the three lists, or
+// appends them to its lists.
+inline void SetRuns(Kest::eNdfRecordsetTabular& rs, const Runs& runs, bool append = false)
 {
     Kest::eArray<Kest::ueaddr_t> pids;
     Kest::eArray<unsigned short> eids;
@@ -83,21 +71,26 @@ inline void SetRuns(Kest::eNdfRecordsetTabular& rs, const std::vector<std::pair<
         eids.Add(run.first.nElement);
         counts.Add(run.second);
     }
-    rs.SetPIDs(pids);
-    rs.SetEIDs(eids);
-    rs.SetEIDCounts(counts);
+    if (append) {
+        rs.AppendPIDs(pids);
+        rs.AppendEIDs(eids);
+        rs.AppendEIDCounts(counts);
+    } else {
+        rs.SetPIDs(pids);
+        rs.SetEIDs(eids);
+        rs.SetEIDCounts(counts);
+    }
 }
 
-inline std::vector<unsigned char> ReadFile(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-inline void WriteFile(const std::string& path, const std::vector<unsigned char>& bytes)
-{
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
+// A pool over a data directory and a record set reading from it.
+struct Reader {
+    explicit Reader(const std::string& dir)
+    {
+        pool.SetDataPath(dir.c_str());
+        rs.SetPool(&pool);
+    }
+    Kest::eNdfPool pool;
+    Kest::eNdfRecordsetTabular rs;
+};
 
 } // namespace KestTest
