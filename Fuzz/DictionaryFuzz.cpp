@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <fstream>
 #include <string>
 
 #include "Base/eArray.h"
@@ -15,43 +16,27 @@
 
 using namespace Kest;
 
-namespace {
-
-const std::string& DictPath()
-{
-    static const std::string path = "/tmp/DictionaryFuzz-" + std::to_string(getpid()) + ".dct";
-    return path;
-}
-
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    std::FILE* f = std::fopen(DictPath().c_str(), "wb");
-    if (!f)
-        return 0;
-    if (size)
-        std::fwrite(data, 1, size, f);
-    std::fclose(f);
+    static const std::string path = "/tmp/DictionaryFuzz-" + std::to_string(getpid()) + ".dct";
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
 
     eDictionary& dict = eDictionary::GetInstance();
     dict.UnLoad();
-    dict.Load(DictPath().c_str(), size % 2 == 0);
+    dict.Load(path.c_str(), size % 2 == 0);
     if (size % 3 == 0)
-        dict.Load(DictPath().c_str(), false); // a second Load fills the same arena
+        dict.Load(path.c_str(), false); // a second Load fills the same arena
+    std::remove(path.c_str());
 
-    // The text: up to the last 48 bytes, zero bytes cut it short as in a C string.
+    // The text: up to the last 48 bytes, cut short at a zero byte as in a C string.
     const std::size_t take = size < 48 ? size : 48;
     const std::string tail(reinterpret_cast<const char*>(data) + size - take, take);
     const eString text(tail.c_str());
-
-    std::string word(tail.c_str());
-    dict.IsGetWord(&word[0]);
-    word = tail.c_str();
-    dict.GetFreq(&word[0]);
-    word = tail.c_str();
-    dict.GetSameWordCount(&word[0]);
+    std::string word; // each call trims its own copy in place
     int slot = 0, index = 0;
+    dict.IsGetWord(&(word = tail.c_str())[0]);
+    dict.GetFreq(&(word = tail.c_str())[0]);
+    dict.GetSameWordCount(&(word = tail.c_str())[0]);
     dict.GetWordIndex(text, slot, index);
     dict.GetItemSize(slot);
     dict.GetWordCount();
@@ -67,15 +52,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         dict.GetWordIndex(words[i], slot, index);
     mp.SegmentSentenceMP(text);
     mp.AtomSegment(text);
-
     eString query(text);
-    eArray<eString> pieces;
-    dict.PreStand(query, pieces);
+    dict.PreStand(query, words);
 
-    word = tail.c_str();
-    dict.AddItem(&word[0], static_cast<int>(size));
-    word = tail.c_str();
-    dict.DelItem(&word[0]);
+    dict.AddItem(&(word = tail.c_str())[0], static_cast<int>(size));
+    dict.DelItem(&(word = tail.c_str())[0]);
     if (size % 5 == 0)
         dict.Optimum();
     dict.UnLoad();

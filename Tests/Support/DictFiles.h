@@ -1,44 +1,54 @@
 #pragma once
-// Word dictionary files for the tests: raw "CoreDict.dct" images written
-// slot by slot exactly as given (no sorting, no checks), and temporary files.
+// Word dictionary files for the tests: raw "CoreDict.dct" images written slot
+// by slot exactly as given (no sorting, no checks), loaded through a
+// temporary file into the process-wide dictionary.
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "Build/CoreDictWriter.h"
 #include "Build/GbkCodec.h"
+#include "POIEngine/eDictionary.h"
 
 namespace KestTest {
 
 // GBK bytes of a UTF-8 literal.
 inline std::string G(const char* utf8) { return Kest::GbkCodec::Gbk(utf8); }
 
-// The slot of a GB2312 hanzi (first two bytes of `gbk`).
-inline int HanziSlot(const std::string& gbk)
+inline Kest::eDictionary& Dict() { return Kest::eDictionary::GetInstance(); }
+inline bool Has(std::string w) { return Dict().IsGetWord(&w[0]) != 0; }
+inline int Freq(std::string w) { return Dict().GetFreq(&w[0]); }
+
+// GetWordIndex: the index, or -2 when it fails; `slot` gets the slot.
+inline int Index(const std::string& w, int* slot = nullptr)
 {
-    return (static_cast<unsigned char>(gbk[0]) - 0xB0) * 94 + (static_cast<unsigned char>(gbk[1]) - 0xA1);
+    int s = 0, i = 0;
+    const bool ok = Dict().GetWordIndex(Kest::eString(w.c_str()), s, i) != 0;
+    if (slot)
+        *slot = s;
+    return ok ? i : -2;
 }
 
 inline void PutInt(std::string& out, std::int64_t value)
 {
-    const std::uint32_t u = static_cast<std::uint32_t>(value);
     for (int shift = 0; shift < 32; shift += 8)
-        out += static_cast<char>((u >> shift) & 0xFF);
+        out += static_cast<char>((static_cast<std::uint32_t>(value) >> shift) & 0xFF);
 }
 
 // slot -> (frequency, stored text) in file order; every other slot empty.
 using RawSlots = std::map<int, std::vector<std::pair<std::int64_t, std::string>>>;
 
-inline std::string DictBytes(const RawSlots& slots, int slotCount = 6771)
+inline std::string DictBytes(const RawSlots& slots)
 {
     std::string out;
-    for (int slot = 0; slot < slotCount; ++slot) {
+    for (int slot = 0; slot < Kest::eDictionary::kSlotCount; ++slot) {
         const auto it = slots.find(slot);
         if (it == slots.end()) {
             PutInt(out, 0);
@@ -54,27 +64,29 @@ inline std::string DictBytes(const RawSlots& slots, int slotCount = 6771)
     return out;
 }
 
-// A file removed when the object goes.
-class TempFile {
-public:
-    explicit TempFile(const std::string& bytes = std::string())
-    {
-        char path[] = "/tmp/coredict-XXXXXX";
-        const int fd = mkstemp(path);
-        m_path = path;
-        if (fd >= 0) {
-            if (!bytes.empty() && write(fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
-                m_path.clear();
-            close(fd);
-        }
-    }
-    ~TempFile() { std::remove(m_path.c_str()); }
-    TempFile(const TempFile&) = delete;
-    TempFile& operator=(const TempFile&) = delete;
-    const char* path() const { return m_path.c_str(); }
+// The image of UTF-8 words with their frequencies, as the data compiler writes it.
+inline std::string WordBytes(const std::vector<std::pair<std::string, int>>& words)
+{
+    Kest::CoreDictWriter writer;
+    for (const auto& [w, f] : words)
+        writer.Add(G(w.c_str()), f);
+    return writer.Build();
+}
 
-private:
-    std::string m_path;
-};
+// Writes `bytes` to a temporary file and loads it; `unload` empties the
+// dictionary first.
+inline void LoadDict(const std::string& bytes, bool unload = true, bool noFreq = false)
+{
+    char path[] = "/tmp/coredict-XXXXXX";
+    const int fd = mkstemp(path);
+    ASSERT_GE(fd, 0);
+    const bool written = write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+    close(fd);
+    if (unload)
+        Dict().UnLoad();
+    const bool loaded = written && Dict().Load(path, noFreq);
+    std::remove(path);
+    ASSERT_TRUE(loaded);
+}
 
 } // namespace KestTest
