@@ -87,6 +87,17 @@ constexpr std::uint32_t kAdminMaxNameLength = 65535;
 constexpr std::uint32_t kAdminMaxFileSize = 64u << 20;
 
 
+// ---- Engine data files (docs/format.md, "POI record store" and the
+// pinyin-initial indexes) ----
+// The POI record store of a directory is page file 1 ("1.ndf"): one record per
+// POI, field 0 the GBK name, 1 and 2 longitude and latitude as u32 millionths
+// of a degree, 3 the u32 category code, 4 the u16 area code.
+constexpr std::uint16_t kPoiStoreFileId = 1;
+// Letters of initials an index resolves unless its writer is told otherwise.
+constexpr int kInitialDefaultDepth = 10;
+// A result record of the second form counts at most this many further POIs;
+// a district with more gets further records with the same code.
+constexpr std::uint32_t kInitialMaxFurther = 0xFFFF;
 
 } // namespace NdfFormat
 } // namespace Kest

@@ -1,0 +1,114 @@
+#pragma once
+
+#include "Admin/eAdminIndex.h"
+#include "Base/KestExport.h"
+#include "Base/eArray.h"
+#include "Base/ePoiInfo.h"
+#include "Base/eString.h"
+#include "Base/ueglobal_addr_t.h"
+#include "POIEngine/POISort.h"
+
+namespace Kest {
+
+class eNdfIndex;
+class eNdfIndexInitial;
+class eNdfIndexInitial2;
+class eNdfPool;
+class eNdfRecordsetTabular;
+class ePOIEngineContainer;
+
+// The engine: the data directory, the one page pool, the index readers made
+// on first use, every search, the list of hits with its paging, and the
+// user's favourites and history. One engine serves one thread at a time.
+//
+// Data directory layout below the path P given to SetPoiPath (P is used as
+// given, no separator added): "P/POI/" holds the POI records and the
+// pinyin-initial index of each data set ("P/POI/<100 + data set>.ndf"),
+// "P/POI/AdminIndex.ndf" the area names; the user stores are
+// "PFavorite.poi" and "PHistory.poi".
+class KEST_API ePOIEngineManager {
+public:
+    // The page cache every query gives the pool.
+    static constexpr int kPoolSize = 1048576;
+    // The first batch of a pinyin query; further hits are fetched on demand,
+    // at least kPageStep at a time.
+    static constexpr int kFirstBatch = 100;
+    static constexpr int kPageStep = 5;
+    // File number of a data set's pinyin-initial index: the city plus this.
+    static constexpr int kInitialFileBase = 100;
+
+    ePOIEngineManager();
+    ~ePOIEngineManager();
+    // Copies share the pool, the readers, the record set and the user store
+    // with their source, so only one of them may be destroyed; they are not
+    // offered.
+    ePOIEngineManager(const ePOIEngineManager&) = delete;
+    ePOIEngineManager& operator=(const ePOIEngineManager&) = delete;
+
+    // Remembers the data directory and gives it to the user store and the
+    // area index. Opens nothing.
+    void SetPoiPath(const char* path);
+    // Drops the pool, the record set, the readers of the frequent searches,
+    // the next-letter buffer, the category lists and the dictionary. Safe to
+    // repeat; the next query makes what it needs again.
+    void ReleaseQueryMem();
+
+    // ---- The hits of the last search; store 1 favourites, 2 history ----
+    bool CreateRecordsetTabular(const eArray<ueglobal_addr_t>& hits, const eArray<unsigned int>& counts,
+                                eNdfPool* pool, const eArray<eString>& keys);
+    bool AppendRecordsetTabular(const eArray<ueglobal_addr_t>& hits, const eArray<unsigned int>& counts);
+    int GetPOICount(int nType);
+    bool GetPOIInfo(int nType, int nIndex, ePoiInfo& info);
+
+    // ---- Search by pinyin initials ----
+    // Keys: none (0), the province (1), or province, city and initials (2 or
+    // 3); "*" for province and city means every district. `nCity` chooses
+    // the data set. On success `szNextLetters` holds the letters that may be
+    // typed next (engine-owned, valid until the next pinyin query).
+    bool QueryByInitial(int nKeyCount, int nCity, const char* szKey1, const char* szKey2, const char* szKey3,
+                        char*& szNextLetters, int& nNextCount);
+    // Keeps the current hits whose initials begin with `szText`.
+    bool QueryFromPreByInitial(const char* szText);
+
+    // ---- The user store, passed through (1 favourites, 2 history) ----
+    int AddPOI(int nType, const ePoiInfo& info);
+    bool ModifyPOI(int nType, int nIndex, const ePoiInfo& info);
+    bool RemovePOI(int nType, int nIndex);
+    bool RemoveAllPOI(int nType);
+    bool AppendPOI(int nType, const char* szFile);
+    bool SavePOI(int nType);
+    bool LoadPOI(int nType);
+
+private:
+    bool PreparePool(const eString& directory);
+    bool OpenIndex(eNdfIndex& index, const eString& directory, int fileNumber);
+
+    int m_nQueryType = 0;
+    int m_nAddressLevel = 0;
+    eNdfRecordsetTabular* m_pRecordset = nullptr;
+    eString m_strPoiPath;
+    char* m_pNextLetters = nullptr;
+    char** m_ppTypeList = nullptr;
+    int m_nTypeCount = 0;
+    eNdfPool* m_pPool = nullptr;
+    // Repeats the index of the last pinyin query, for paging; not owned.
+    eNdfIndexInitial* m_pCurPYIndex = nullptr;
+    eNdfIndexInitial2* m_pIndexInitial = nullptr;
+    eNdfIndex* m_pIndexFullText = nullptr;
+    eNdfIndex* m_pIndexSightPY = nullptr;
+    eNdfIndex* m_pIndexSightText = nullptr;
+    eNdfIndex* m_pIndexTel = nullptr;
+    eNdfIndex* m_pIndexCrossText = nullptr;
+    eNdfIndex* m_pIndexCrossPY = nullptr;
+    eNdfIndex* m_pIndexAddress = nullptr;
+    eNdfIndex* m_pIndexPlaceText = nullptr;
+    eNdfIndex* m_pIndexPlacePY = nullptr;
+    eNdfIndex* m_pQueryAround = nullptr;
+    eArray<POISortBranch> m_arSortBranch;
+    eArray<POISortLeaf> m_arSortLeaf;
+    int m_nCurBranch = -1;
+    ePOIEngineContainer* m_pContainer = nullptr;
+    eAdminIndex m_AdminIndex;
+};
+
+} // namespace Kest

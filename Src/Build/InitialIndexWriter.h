@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Base/NdfFormat.h"
+#include "Base/ueglobal_addr_t.h"
+
+namespace Kest {
+
+// Writes a pinyin-initial index of the first form (read by eNdfIndexInitial;
+// docs/format.md, "Pinyin-initial index, first form"): district records for
+// provinces and cities, and below each city a letter trie over the initials
+// of its POI names as the engine computes them (GetPYInitials, folded, cut at
+// the depth). Provinces and cities keep the order of their first POI; the
+// POIs of one trie node keep the order in which they were added.
+class InitialIndexWriter {
+public:
+    // `deeperCounts`: store in each letter record the number of POIs below
+    // it, which spares the reader from collecting them during a query.
+    explicit InitialIndexWriter(std::uint16_t fileId, int depth = NdfFormat::kInitialDefaultDepth,
+                                bool deeperCounts = true,
+                                std::uint32_t targetPageSize = NdfFormat::kDefaultTargetPageSize);
+
+    // Names are GBK. False when the name has no initials (its first
+    // character has no pinyin initial): such a POI is not indexed.
+    bool AddPoi(std::string_view province, std::string_view city, std::string_view name,
+                const ueglobal_addr_t& poi);
+
+    // Writes the whole index to `path` (the file "<dir><fileId>.ndf").
+    bool Write(const std::string& path);
+    const std::string& GetError() const { return m_error; }
+
+private:
+    struct Row {
+        std::string initials; // folded, cut at the depth
+        ueglobal_addr_t poi;
+    };
+    struct City {
+        std::string name;
+        std::vector<Row> rows; // in the order added
+    };
+    struct Province {
+        std::string name;
+        std::vector<City> cities;
+    };
+
+    std::uint16_t m_nFileId;
+    int m_nDepth;
+    bool m_bDeeperCounts;
+    std::uint32_t m_nTarget;
+    std::vector<Province> m_provinces;
+    std::string m_error;
+};
+
+} // namespace Kest
