@@ -65,15 +65,18 @@ bool DataCompiler::Fail(const std::string& message)
 
 bool DataCompiler::Cancelled() const { return m_options.cancel && *m_options.cancel; }
 
-void DataCompiler::Phase(const std::string& what)
+bool DataCompiler::Phase(const std::string& what)
 {
+    if (Cancelled())
+        return Fail("interrupted");
     if (!m_options.progress)
-        return;
+        return true;
     const double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - m_started).count();
     char stamp[32];
     std::snprintf(stamp, sizeof stamp, "[%6.1fs] ", seconds);
     *m_options.progress << stamp << what << std::endl;
+    return true;
 }
 
 std::string DataCompiler::SourcePath(const std::string& name) const
@@ -100,10 +103,20 @@ bool DataCompiler::Run()
     m_started = std::chrono::steady_clock::now();
     m_error.clear();
     m_summary = Summary();
+    m_gazetteer = Gazetteer();
+    m_categories = CategoryList();
+    m_gbkProvinces.clear();
+    m_gbkCities.clear();
+    m_gbkCounties.clear();
+    m_pois.clear();
+    m_others.clear();
+    m_words.clear();
+    m_poiAddrs.clear();
     if (!ReadSources())
         return false;
     if (m_options.strict && m_summary.Rejected() > 0)
-        return Fail(std::to_string(m_summary.Rejected()) + " rows rejected; --strict makes that a failed build");
+        return Fail(std::to_string(m_summary.Rejected()) + (m_summary.Rejected() == 1 ? " row" : " rows") +
+                    " rejected; --strict makes that a failed build");
 
     StagingDirectory staging;
     std::string error;
@@ -111,12 +124,13 @@ bool DataCompiler::Run()
         return Fail(error);
     if (!WriteOutput(staging.Path()))
         return false;
-    if (Cancelled())
-        return Fail("interrupted");
-    Phase("installing " + m_options.output);
+    if (!Phase("installing " + m_options.output))
+        return false;
     if (!staging.Commit(error))
         return Fail(error);
-    Phase("done");
+    // Past the point of no return: OUT is the new output, whatever comes.
+    if (m_options.progress)
+        *m_options.progress << "done" << std::endl;
     return true;
 }
 
@@ -136,7 +150,8 @@ bool DataCompiler::ReadSources()
 
     if (!ReadGazetteer())
         return false;
-    Phase(std::string("reading ") + kCategories);
+    if (!Phase(std::string("reading ") + kCategories))
+        return false;
     std::string text, error;
     std::size_t line = 0;
     if (!ReadText(kCategories, text))
@@ -153,7 +168,8 @@ bool DataCompiler::ReadSources()
 
 bool DataCompiler::ReadGazetteer()
 {
-    Phase(std::string("reading ") + kDistricts);
+    if (!Phase(std::string("reading ") + kDistricts))
+        return false;
     std::string text, error;
     if (!ReadText(kDistricts, text))
         return false;
@@ -187,7 +203,8 @@ bool DataCompiler::ReadGazetteer()
 
 bool DataCompiler::ReadCsv(const std::string& name, SourceFileReader::Kind kind, std::vector<SourceRow>& rows)
 {
-    Phase("reading " + name);
+    if (!Phase("reading " + name))
+        return false;
     std::string text;
     if (!ReadText(name, text))
         return false;
@@ -207,7 +224,8 @@ bool DataCompiler::ReadCsv(const std::string& name, SourceFileReader::Kind kind,
 // bad row of the CSV files.
 bool DataCompiler::ReadWords()
 {
-    Phase(std::string("reading ") + kWords);
+    if (!Phase(std::string("reading ") + kWords))
+        return false;
     std::string text;
     if (!ReadText(kWords, text))
         return false;
@@ -271,14 +289,14 @@ bool DataCompiler::WriteOutput(const std::string& dir)
     fs::create_directories(poiDir + "Around", ec);
     if (ec)
         return Fail("cannot create '" + poiDir + "Around': " + ec.message());
-    return WritePoiStore(poiDir) && !Cancelled() && WriteAdminIndex(poiDir) && WriteCategories(poiDir) &&
-           WriteDataSets(poiDir) && !Cancelled() && WriteDictionary(poiDir) && !Cancelled() &&
-           WriteInitialIndexes(poiDir);
+    return WritePoiStore(poiDir) && WriteAdminIndex(poiDir) && WriteCategories(poiDir) && WriteDataSets(poiDir) &&
+           WriteDictionary(poiDir) && WriteInitialIndexes(poiDir);
 }
 
 bool DataCompiler::WritePoiStore(const std::string& dir)
 {
-    Phase("writing the POI store (" + std::to_string(m_pois.size()) + " POIs)");
+    if (!Phase("writing the POI store (" + std::to_string(m_pois.size()) + " POIs)"))
+        return false;
     // Province, city and county in gazetteer order, then category and name;
     // the rest only makes the order total, so that the output never depends
     // on how the sort treats equal keys.
@@ -318,7 +336,8 @@ bool DataCompiler::WritePoiStore(const std::string& dir)
 // not "北京市北京市东城区").
 bool DataCompiler::WriteAdminIndex(const std::string& dir)
 {
-    Phase("writing AdminIndex.ndf");
+    if (!Phase("writing AdminIndex.ndf"))
+        return false;
     AdminIndexWriter writer;
     std::string error;
     const auto& counties = m_gazetteer.Counties();
@@ -339,7 +358,8 @@ bool DataCompiler::WriteAdminIndex(const std::string& dir)
 
 bool DataCompiler::WriteCategories(const std::string& dir)
 {
-    Phase("writing Around/POI_SORT.txt");
+    if (!Phase("writing Around/POI_SORT.txt"))
+        return false;
     return WriteFile(dir + "Around/POI_SORT.txt", m_categories.GbkText());
 }
 
@@ -359,7 +379,8 @@ bool DataCompiler::WriteDataSets(const std::string& dir)
 // words.txt fills what room is left, by frequency (CoreDictWriter chooses).
 bool DataCompiler::WriteDictionary(const std::string& dir)
 {
-    Phase("writing CoreDict.dct (" + std::to_string(m_words.size()) + " words offered)");
+    if (!Phase("writing CoreDict.dct (" + std::to_string(m_words.size()) + " words offered)"))
+        return false;
     CoreDictWriter writer;
     std::unordered_map<std::string_view, std::size_t> known;
     std::size_t longest = 0;

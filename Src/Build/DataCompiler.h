@@ -79,7 +79,9 @@ public:
 private:
     bool Fail(const std::string& message);
     bool Cancelled() const;
-    void Phase(const std::string& what);
+    // Reports the start of a phase; false (and the build fails) once the
+    // build was cancelled.
+    bool Phase(const std::string& what);
     bool ReadText(const std::string& name, std::string& text);
     bool ReadSources();
     bool ReadGazetteer();
