@@ -105,20 +105,24 @@ private:
         }
         std::vector<Record> run;
         for (const auto& [code, entry] : byCode) {
+            // A district with more POIs than one record can carry goes on in
+            // further records of the same code: the reader appends their
+            // addresses in order and adds up their counts, so nothing changes.
             std::uint32_t further = entry.second;
+            std::size_t next = 0;
             bool first = true;
-            // A count above the 16-bit field goes on in further records of
-            // the same district, so the sums stay exact.
-            while (first || further > 0) {
+            while (first || further > 0 || next < entry.first.size()) {
                 const std::uint32_t part = std::min(further, NdfFormat::kInitialMaxFurther);
+                const std::size_t take = std::min(entry.first.size() - next, NdfFormat::kInitialMaxAddresses);
                 unsigned char head[4] = {static_cast<unsigned char>(code), static_cast<unsigned char>(code >> 8),
                                          static_cast<unsigned char>(part), static_cast<unsigned char>(part >> 8)};
                 Record r;
                 r.Set(0, head, sizeof head);
-                if (first && !entry.first.empty())
-                    r.Set(1, entry.first.data(), entry.first.size() * sizeof(ueglobal_addr_t));
+                if (take > 0)
+                    r.Set(1, entry.first.data() + next, take * sizeof(ueglobal_addr_t));
                 run.push_back(std::move(r));
                 further -= part;
+                next += take;
                 first = false;
             }
         }
