@@ -3,6 +3,7 @@
 // docs/format.md describes the same formats byte by byte and names this file;
 // the writers (Src/Build) and the readers use only these names.
 
+#include <cstddef>
 #include <cstdint>
 
 namespace Kest {
@@ -95,9 +96,11 @@ constexpr std::uint32_t kAdminMaxFileSize = 64u << 20;
 constexpr std::uint16_t kPoiStoreFileId = 1;
 // Letters of initials an index resolves unless its writer is told otherwise.
 constexpr int kInitialDefaultDepth = 10;
-// A result record of the second form counts at most this many further POIs;
-// a district with more gets further records with the same code.
+// A result record of the second form counts at most this many further POIs
+// and lists at most this many addresses (8 KB, one page of the default
+// size); a district with more gets further records with the same code.
 constexpr std::uint32_t kInitialMaxFurther = 0xFFFF;
+constexpr std::size_t kInitialMaxAddresses = 1000;
 
 } // namespace NdfFormat
 } // namespace Kest

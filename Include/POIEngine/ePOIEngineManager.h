@@ -79,9 +79,15 @@ public:
     bool SavePOI(int nType);
     bool LoadPOI(int nType);
 
-private:
+protected:
+    // What OpenIndex did.
+    enum { kIndexFailed = -1, kIndexUnchanged = 0, kIndexReopened = 1 };
+
+    // Makes the pool on first use and points it at `directory`.
     bool PreparePool(const eString& directory);
-    bool OpenIndex(eNdfIndex& index, const eString& directory, int fileNumber);
+    // Reads the header of "<directory><fileNumber>.ndf" into `index` unless
+    // that file is the one it already reads.
+    int OpenIndex(eNdfIndex& index, const eString& directory, int fileNumber);
 
     int m_nQueryType = 0;
     int m_nAddressLevel = 0;

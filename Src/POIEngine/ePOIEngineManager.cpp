@@ -1,0 +1,389 @@
+#include "POIEngine/ePOIEngineManager.h"
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "Base/ContainerType.h"
+#include "Ndf/NdfBytes.h"
+#include "Ndf/eNdfPool.h"
+#include "Ndf/eNdfRecordsetTabular.h"
+#include "POIEngine/PinyinHelpers.h"
+#include "POIEngine/eDictionary.h"
+#include "POIEngine/eNdfIndexInitial2.h"
+#include "POIEngine/ePOIEngineContainer.h"
+
+namespace Kest {
+
+namespace {
+
+// Record columns of the POI store.
+enum PoiColumn { kColName = 0, kColLon = 1, kColLat = 2, kColCode = 3, kColArea = 4 };
+
+// The kinds of hits the engine can hold (m_nQueryType).
+enum QueryKind { kPinyinKind = 0, kTextKind = 1, kTelKind = 2, kAddressKind = 3, kAroundKind = 4, kNoKind = 5 };
+
+bool IsStore(int nType)
+{
+    return nType == CONTAINER_FAVORITE || nType == CONTAINER_HISTORY;
+}
+
+} // namespace
+
+ePOIEngineManager::ePOIEngineManager() : m_pContainer(new ePOIEngineContainer) {}
+
+ePOIEngineManager::~ePOIEngineManager()
+{
+    // m_pCurPYIndex repeats one of the index members, so it is not deleted
+    // through itself: every object is destroyed exactly once.
+    delete m_pPool;
+    delete m_pRecordset;
+    delete m_pIndexInitial;
+    delete m_pIndexFullText;
+    delete m_pIndexSightPY;
+    delete m_pIndexSightText;
+    delete m_pIndexTel;
+    delete m_pIndexCrossText;
+    delete m_pIndexCrossPY;
+    delete m_pIndexAddress;
+    delete m_pIndexPlaceText;
+    delete m_pIndexPlacePY;
+    delete m_pQueryAround;
+    delete m_pContainer;
+    delete[] m_pNextLetters;
+    for (int i = 0; m_ppTypeList != nullptr && i < m_nTypeCount; ++i)
+        delete[] m_ppTypeList[i];
+    delete[] m_ppTypeList;
+}
+
+void ePOIEngineManager::SetPoiPath(const char* path)
+{
+    m_strPoiPath = path != nullptr ? path : "";
+    m_pContainer->SetDataPath(m_strPoiPath);
+    m_AdminIndex.SetFilePath(m_strPoiPath + "/POI/AdminIndex.ndf");
+}
+
+void ePOIEngineManager::ReleaseQueryMem()
+{
+    eDictionary::GetInstance().UnLoad();
+    delete m_pPool;
+    m_pPool = nullptr;
+    delete m_pRecordset;
+    m_pRecordset = nullptr;
+    delete m_pIndexInitial;
+    m_pIndexInitial = nullptr;
+    delete m_pIndexFullText;
+    m_pIndexFullText = nullptr;
+    delete m_pQueryAround;
+    m_pQueryAround = nullptr;
+    delete m_pIndexAddress;
+    m_pIndexAddress = nullptr;
+    delete m_pIndexSightPY;
+    m_pIndexSightPY = nullptr;
+    delete m_pIndexSightText;
+    m_pIndexSightText = nullptr;
+    m_pCurPYIndex = nullptr;
+    delete[] m_pNextLetters;
+    m_pNextLetters = nullptr;
+    for (int i = 0; m_ppTypeList != nullptr && i < m_nTypeCount; ++i)
+        delete[] m_ppTypeList[i];
+    delete[] m_ppTypeList;
+    m_ppTypeList = nullptr;
+    m_nTypeCount = 0;
+}
+
+bool ePOIEngineManager::PreparePool(const eString& directory)
+{
+    if (m_pPool == nullptr) {
+        m_pPool = new (std::nothrow) eNdfPool;
+        if (m_pPool == nullptr)
+            return false;
+        m_pPool->SetSize(kPoolSize);
+    }
+    m_pPool->SetDataPath(directory);
+    return true;
+}
+
+int ePOIEngineManager::OpenIndex(eNdfIndex& index, const eString& directory, int fileNumber)
+{
+    // The header is read only when the file changes; otherwise the reader
+    // goes on as it stands, caches included.
+    if (index.GetCurrentFid() == static_cast<unsigned short>(fileNumber))
+        return kIndexUnchanged;
+    eString file;
+    file.Format("%s%d.ndf", directory.Cstr(), fileNumber);
+    std::FILE* fp = std::fopen(file.Cstr(), "rb");
+    if (fp == nullptr)
+        return kIndexFailed;
+    unsigned char root[sizeof(ueglobal_addr_t)];
+    unsigned char depth[4];
+    const bool ok = std::fread(root, 1, sizeof root, fp) == sizeof root && std::fread(depth, 1, sizeof depth, fp) == sizeof depth;
+    std::fclose(fp);
+    if (!ok)
+        return kIndexFailed;
+    ueglobal_addr_t gid;
+    std::memcpy(&gid, root, sizeof gid);
+    index.SetGID(gid);
+    index.SetDepth(static_cast<int>(NdfBytes::Get32(depth)));
+    index.SetDataPath(directory);
+    index.SetPool(m_pPool);
+    return kIndexReopened;
+}
+
+// ---- The result list ----
+
+bool ePOIEngineManager::CreateRecordsetTabular(const eArray<ueglobal_addr_t>& hits, const eArray<unsigned int>& counts,
+                                               eNdfPool* pool, const eArray<eString>& keys)
+{
+    if (m_pRecordset == nullptr) {
+        m_pRecordset = new (std::nothrow) eNdfRecordsetTabular;
+        if (m_pRecordset == nullptr)
+            return false;
+    }
+    m_pRecordset->SetPool(pool);
+    eArray<ueaddr_t> pids;
+    eArray<unsigned short> eids;
+    pids.SetSize(hits.GetSize());
+    eids.SetSize(hits.GetSize());
+    for (int i = 0; i < hits.GetSize(); ++i) {
+        GetPid(pids[i], hits[i]);
+        eids[i] = GetEid(hits[i]);
+    }
+    m_pRecordset->SetPIDs(pids);
+    m_pRecordset->SetEIDs(eids);
+    m_pRecordset->SetEIDCounts(counts);
+    m_pRecordset->SetKey(keys);
+    // A list of exactly the first batch's size is taken to be cut, so its
+    // true next letters are unknown and every letter is offered. The test is
+    // for equality on purpose: an uncut list of that size is treated alike.
+    if (hits.GetSize() == kFirstBatch) {
+        eArray<eString> alphabet;
+        for (char c = 'a'; c <= 'z'; ++c) {
+            const char letter[2] = {c, '\0'};
+            alphabet.Add(eString(letter));
+        }
+        m_pRecordset->SetKey(alphabet);
+    }
+    return true;
+}
+
+bool ePOIEngineManager::AppendRecordsetTabular(const eArray<ueglobal_addr_t>& hits,
+                                               const eArray<unsigned int>& counts)
+{
+    if (m_pRecordset == nullptr)
+        return false;
+    eArray<ueaddr_t> pids;
+    eArray<unsigned short> eids;
+    pids.SetSize(hits.GetSize());
+    eids.SetSize(hits.GetSize());
+    for (int i = 0; i < hits.GetSize(); ++i) {
+        GetPid(pids[i], hits[i]);
+        eids[i] = GetEid(hits[i]);
+    }
+    m_pRecordset->AppendPIDs(pids);
+    m_pRecordset->AppendEIDs(eids);
+    m_pRecordset->AppendEIDCounts(counts);
+    return true;
+}
+
+int ePOIEngineManager::GetPOICount(int nType)
+{
+    if (IsStore(nType))
+        return m_pContainer->GetPOICount(static_cast<ContainerType>(nType));
+    if (m_nQueryType == kPinyinKind)
+        return m_pCurPYIndex != nullptr ? m_pCurPYIndex->GetQueryedCount() : -1;
+    if (m_nQueryType == kNoKind || m_pRecordset == nullptr)
+        return -1;
+    return m_pRecordset->GetRecordCount();
+}
+
+bool ePOIEngineManager::GetPOIInfo(int nType, int nIndex, ePoiInfo& info)
+{
+    if (IsStore(nType))
+        return m_pContainer->GetPOIInfo(static_cast<ContainerType>(nType), nIndex, info);
+    if (nIndex < 0 || nIndex >= GetPOICount(nType) || m_pRecordset == nullptr)
+        return false;
+
+    // Paging: hits of a pinyin query beyond the record set are fetched from
+    // the index, exactly as many as reach nIndex but at least kPageStep.
+    const int loaded = m_pRecordset->GetRecordCount();
+    if (m_nQueryType == kPinyinKind && nIndex >= loaded && m_pCurPYIndex != nullptr &&
+        m_pCurPYIndex->GetQueryedCount() > loaded) {
+        const int wanted = nIndex - loaded + 1 < kPageStep ? kPageStep : nIndex - loaded + 1;
+        eArray<ueglobal_addr_t> hits;
+        eArray<unsigned int> counts;
+        if (m_pCurPYIndex->GetNextResult(wanted, hits, counts) <= 0 || hits.GetSize() == 0)
+            return false;
+        AppendRecordsetTabular(hits, counts);
+    }
+    if (!m_pRecordset->MoveTo(nIndex))
+        return false;
+
+    eString name;
+    m_pRecordset->GetFieldValue(kColName, name);
+    double dX = 0.0;
+    double dY = 0.0;
+    int nCode = 0;
+    eString area;
+    if (!(m_nQueryType == kAddressKind && m_nAddressLevel < 3)) {
+        unsigned char* value = nullptr;
+        int length = m_pRecordset->GetFieldValue(kColLon, value);
+        dX = PoiCoordinateFromField(value, length);
+        length = m_pRecordset->GetFieldValue(kColLat, value);
+        dY = PoiCoordinateFromField(value, length);
+        if (m_pRecordset->GetFieldValue(kColCode, value) == 4)
+            nCode = static_cast<int>(NdfBytes::Get32(value));
+        if (m_pRecordset->GetFieldValue(kColArea, value) == 2)
+            m_AdminIndex.GetAdminInfo(NdfBytes::Get16(value), area);
+    }
+
+    // The name is copied at its full length without a terminator (the store
+    // keeps names below the field's size); nUserData is left as it was.
+    const int nameLength = name.GetLength() < static_cast<int>(sizeof info.szName)
+                               ? name.GetLength()
+                               : static_cast<int>(sizeof info.szName);
+    std::memcpy(info.szName, name.Cstr(), static_cast<std::size_t>(nameLength));
+    info.dX = dX;
+    info.dY = dY;
+    PoiSetAreaName(info, area.Cstr(), area.GetLength());
+    info.nCode = nCode;
+    return true;
+}
+
+// ---- Search by pinyin initials ----
+
+bool ePOIEngineManager::QueryByInitial(int nKeyCount, int nCity, const char* szKey1, const char* szKey2,
+                                       const char* szKey3, char*& szNextLetters, int& nNextCount)
+{
+    if (nKeyCount > 3)
+        return false;
+    m_nQueryType = kPinyinKind;
+    eString directory;
+    directory.Format("%s/POI/", m_strPoiPath.Cstr());
+    if (!PreparePool(directory))
+        return false;
+    if (m_pIndexInitial == nullptr) {
+        m_pIndexInitial = new (std::nothrow) eNdfIndexInitial2;
+        if (m_pIndexInitial == nullptr)
+            return false;
+    }
+    m_pCurPYIndex = m_pIndexInitial;
+    const int opened = OpenIndex(*m_pIndexInitial, directory, nCity + kInitialFileBase);
+    if (opened == kIndexFailed)
+        return false;
+    if (opened == kIndexReopened)
+        m_pIndexInitial->ClearCache();
+
+    // With two keys all three are passed, as with three.
+    eArray<eString> keys;
+    if (nKeyCount >= 1)
+        keys.Add(eString(szKey1 != nullptr ? szKey1 : ""));
+    if (nKeyCount >= 2) {
+        keys.Add(eString(szKey2 != nullptr ? szKey2 : ""));
+        keys.Add(eString(szKey3 != nullptr ? szKey3 : ""));
+    }
+    eArray<ueglobal_addr_t> hits;
+    eArray<unsigned int> counts;
+    eArray<eString> next;
+    if (!m_pIndexInitial->Query(keys, hits, counts, next))
+        return false;
+    // The first batch stops at kFirstBatch; the rest stays in the index and
+    // is fetched as the caller pages past it.
+    if (hits.GetSize() > kFirstBatch) {
+        hits.SetSize(kFirstBatch);
+        counts.SetSize(kFirstBatch);
+    }
+    if (!CreateRecordsetTabular(hits, counts, m_pPool, next))
+        return false;
+
+    nNextCount = m_pRecordset->GetKeyCount();
+    delete[] m_pNextLetters;
+    m_pNextLetters = new char[static_cast<std::size_t>(nNextCount) + 1];
+    for (int i = 0; i < nNextCount; ++i)
+        m_pNextLetters[i] = m_pRecordset->GetKey(i).Cstr()[0];
+    m_pNextLetters[nNextCount] = '\0';
+    szNextLetters = m_pNextLetters;
+    return true;
+}
+
+bool ePOIEngineManager::QueryFromPreByInitial(const char* szText)
+{
+    if (m_pRecordset == nullptr)
+        return false;
+    const char* text = szText != nullptr ? szText : "";
+    if (!m_pRecordset->Filter(text))
+        return false;
+    if (*text == '\0')
+        return false;
+    eString upper(text);
+    upper.MakeUpper();
+    const std::size_t length = std::strlen(upper.Cstr());
+
+    // A record is kept when its name's initials begin with the typed text,
+    // compared as bytes: a typed Chinese character never matches.
+    eArray<ueglobal_addr_t> kept;
+    for (m_pRecordset->MoveFirst(); !m_pRecordset->IsEOF(); m_pRecordset->MoveNext()) {
+        eString name;
+        m_pRecordset->GetFieldValue(kColName, name);
+        std::unique_ptr<char[]> initials(GetPYInitials(name.Cstr()));
+        if (initials[0] == '\0')
+            continue;
+        if (std::strncmp(initials.get(), upper.Cstr(), length) == 0)
+            kept.Add(m_pRecordset->GetGID());
+    }
+    eArray<ueaddr_t> pids;
+    eArray<unsigned short> eids;
+    eArray<unsigned int> counts;
+    for (int i = 0; i < kept.GetSize(); ++i) {
+        ueaddr_t pid;
+        GetPid(pid, kept[i]);
+        pids.Add(pid);
+        eids.Add(GetEid(kept[i]));
+        counts.Add(1);
+    }
+    m_pRecordset->Clear();
+    m_pRecordset->SetPIDs(pids);
+    m_pRecordset->SetEIDs(eids);
+    m_pRecordset->SetEIDCounts(counts);
+    return true;
+}
+
+// ---- The user store ----
+
+int ePOIEngineManager::AddPOI(int nType, const ePoiInfo& info)
+{
+    return m_pContainer->AddPOI(static_cast<ContainerType>(nType), info);
+}
+
+bool ePOIEngineManager::ModifyPOI(int nType, int nIndex, const ePoiInfo& info)
+{
+    return m_pContainer->ModifyPOI(static_cast<ContainerType>(nType), nIndex, info);
+}
+
+bool ePOIEngineManager::RemovePOI(int nType, int nIndex)
+{
+    return m_pContainer->RemovePOI(static_cast<ContainerType>(nType), nIndex);
+}
+
+bool ePOIEngineManager::RemoveAllPOI(int nType)
+{
+    return m_pContainer->RemoveAllPOI(static_cast<ContainerType>(nType));
+}
+
+bool ePOIEngineManager::AppendPOI(int nType, const char* szFile)
+{
+    return m_pContainer->AppendPOI(static_cast<ContainerType>(nType), eString(szFile != nullptr ? szFile : ""));
+}
+
+bool ePOIEngineManager::SavePOI(int nType)
+{
+    return m_pContainer->SavePOI(static_cast<ContainerType>(nType));
+}
+
+bool ePOIEngineManager::LoadPOI(int nType)
+{
+    return m_pContainer->LoadPOI(static_cast<ContainerType>(nType));
+}
+
+} // namespace Kest

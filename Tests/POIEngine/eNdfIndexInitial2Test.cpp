@@ -1,0 +1,371 @@
+// The second-form initial index: the writer and the reader against each
+// other and against a plain model of the rows, the path cache, the paging
+// rule, and files with broken records.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Build/FeatureBlockEncoder.h"
+#include "Build/Initial2IndexWriter.h"
+#include "Build/PageFileWriter.h"
+#include "Ndf/eNdfPool.h"
+#include "POIEngine/PinyinHelpers.h"
+#include "POIEngine/eNdfIndexInitial2.h"
+#include "Support/NdfFiles.h"
+#include "Support/TempDir.h"
+
+using namespace Kest;
+using namespace KestTest;
+
+namespace {
+
+constexpr std::uint16_t kFile = 110;
+
+class Reader : public eNdfIndexInitial2 {
+public:
+    int WalkReads() const { return m_nWalkNodeReads; }
+};
+
+struct Row {
+    std::string name; // GBK or ASCII
+    std::uint16_t code;
+};
+
+ueglobal_addr_t PoiAddr(std::size_t i)
+{
+    return MakeGlobalAddr(1, static_cast<std::uint32_t>(i / 1000), static_cast<std::uint16_t>(i % 1000));
+}
+
+std::uint64_t Key(const ueglobal_addr_t& a)
+{
+    return (static_cast<std::uint64_t>(a.page.nPage) << 16) | a.nElement;
+}
+
+struct Result {
+    bool ok = false;
+    std::multiset<std::uint64_t> hits; // after draining GetNextResult
+    int direct = 0;
+    int counted = 0;
+    std::string next;
+};
+
+class Initial2Test : public ::testing::Test {
+protected:
+    // Writes the rows; codes 1..n are the cities "c<code>" of province
+    // "p<(code+1)/2>".
+    void Write(const std::vector<Row>& rows, int depth = 10, std::uint16_t cities = 4)
+    {
+        Initial2IndexWriter writer(kFile, depth, 512);
+        for (std::uint16_t c = 1; c <= cities; ++c)
+            writer.AddDistrict("p" + std::to_string((c + 1) / 2), "c" + std::to_string(c), c);
+        for (std::size_t i = 0; i < rows.size(); ++i)
+            writer.AddPoi(rows[i].name, rows[i].code, PoiAddr(i));
+        ASSERT_TRUE(writer.Write(NdfFile(dir, kFile))) << writer.GetError();
+        Open(reader);
+    }
+
+    void Open(eNdfIndexInitial2& index)
+    {
+        pool.SetDataPath(DataDir(dir).c_str());
+        std::FILE* fp = std::fopen(NdfFile(dir, kFile).c_str(), "rb");
+        ASSERT_NE(fp, nullptr);
+        ueglobal_addr_t root{};
+        int depth = 0;
+        ASSERT_EQ(std::fread(&root, 1, 8, fp), 8u);
+        ASSERT_EQ(std::fread(&depth, 1, 4, fp), 4u);
+        std::fclose(fp);
+        index.SetGID(root);
+        index.SetDepth(depth);
+        index.SetDataPath(DataDir(dir).c_str());
+        index.SetPool(&pool);
+    }
+
+    Result Ask(const std::vector<std::string>& keyList)
+    {
+        eArray<eString> keys;
+        for (const auto& k : keyList)
+            keys.Add(eString(k.c_str()));
+        eArray<ueglobal_addr_t> gids;
+        eArray<unsigned int> nums;
+        eArray<eString> names;
+        Result r;
+        r.ok = reader.Query(keys, gids, nums, names);
+        EXPECT_EQ(gids.GetSize(), nums.GetSize());
+        r.direct = gids.GetSize();
+        r.counted = reader.GetQueryedCount();
+        for (int i = 0; i < names.GetSize(); ++i)
+            r.next += names[i].Cstr();
+        while (reader.GetNextResult(1 + gids.GetSize(), gids, nums) > 0) {
+        }
+        for (int i = 0; i < gids.GetSize(); ++i)
+            r.hits.insert(Key(gids[i]));
+        return r;
+    }
+
+    TempDir dir;
+    eNdfPool pool;
+    Reader reader;
+};
+
+// The plain model: initials as the engine makes them, folded and cut.
+std::string Initials(const std::string& name, int depth)
+{
+    std::unique_ptr<char[]> raw(GetPYInitials(name.c_str()));
+    std::string out;
+    for (const char* p = raw.get(); *p != '\0' && static_cast<int>(out.size()) < depth; ++p)
+        out.push_back(static_cast<char>(eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(*p))));
+    return out;
+}
+
+TEST_F(Initial2Test, MatchesPlainModelOverRandomRows)
+{
+    std::mt19937 rng(7);
+    const char* pieces[] = {"a", "b", "B", "z", "Zh", "{", "7", " ", "\xB1\xB1", "\xBE\xA9", "\xD6\xD0", "\xA1\xA1"};
+    std::vector<Row> rows;
+    for (int i = 0; i < 3000; ++i) {
+        std::string name;
+        for (int n = 1 + static_cast<int>(rng() % 5); n > 0; --n)
+            name += pieces[rng() % 12];
+        rows.push_back({name, static_cast<std::uint16_t>(1 + rng() % 4)});
+    }
+    const int depth = 4;
+    Write(rows, depth);
+    const std::vector<std::vector<std::string>> districts = {{"*", "*"}, {"p1", "*"}, {"*", "c3"}, {"p", "c"},
+                                                             {"p2", "c2"}};
+    for (int q = 0; q < 300; ++q) {
+        std::string typed;
+        for (int n = static_cast<int>(rng() % 6); n > 0; --n)
+            typed.push_back("abzhBZ{[7 x"[rng() % 11]);
+        const auto& d = districts[rng() % districts.size()];
+        std::set<std::uint16_t> codes;
+        for (std::uint16_t c = 1; c <= 4; ++c) {
+            const bool all = d[0] == "*" && d[1] == "*";
+            const std::string p = "p" + std::to_string((c + 1) / 2), city = "c" + std::to_string(c);
+            if (all || ((d[0] == "*" || p.find(d[0]) != std::string::npos) &&
+                        (d[1] == "*" || city.find(d[1]) != std::string::npos)))
+                codes.insert(c);
+        }
+        std::string prefix;
+        for (char c : typed.substr(0, std::min<std::size_t>(typed.size(), depth)))
+            prefix.push_back(static_cast<char>(eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(c))));
+        std::multiset<std::uint64_t> want;
+        int wantDirect = 0;
+        std::set<char> next;
+        bool walks = true; // every letter of the prefix exists in some district
+        std::set<std::string> anyPrefix;
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            const std::string ini = Initials(rows[i].name, depth);
+            if (ini.compare(0, prefix.size(), prefix) == 0 || prefix.empty())
+                anyPrefix.insert(ini);
+            if (codes.count(rows[i].code) == 0 || ini.compare(0, prefix.size(), prefix) != 0)
+                continue;
+            want.insert(Key(PoiAddr(i)));
+            wantDirect += ini.size() == prefix.size();
+            if (ini.size() > prefix.size()) {
+                char c = ini[prefix.size()];
+                next.insert(static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c));
+            }
+        }
+        walks = !prefix.empty() && !anyPrefix.empty();
+        const Result r = Ask({d[0], d[1], typed});
+        ASSERT_TRUE(r.ok);
+        if (!walks) {
+            // Unknown letters: nothing found; the empty initials are a walk
+            // of no letters, whose hits are all pending.
+            if (!prefix.empty())
+                EXPECT_TRUE(r.hits.empty()) << typed;
+            continue;
+        }
+        EXPECT_EQ(r.hits, want) << typed << " " << d[0] << "/" << d[1];
+        EXPECT_EQ(r.counted, static_cast<int>(want.size())) << typed;
+        EXPECT_EQ(r.direct, wantDirect) << typed;
+        std::vector<char> ordered(next.begin(), next.end());
+        std::sort(ordered.begin(), ordered.end(), [](char a, char b) {
+            auto fold = [](char c) { return static_cast<signed char>(c >= 'a' && c <= 'z' ? c - 32 : c); };
+            return fold(a) < fold(b);
+        });
+        EXPECT_EQ(r.next, std::string(ordered.begin(), ordered.end())) << typed;
+    }
+}
+
+TEST_F(Initial2Test, PathCacheReadsOnlyNewLevels)
+{
+    Write({{"bja", 1}, {"bjb", 1}, {"bx", 1}, {"c", 1}});
+    const Result b = Ask({"*", "*", "B"});
+    EXPECT_EQ(reader.WalkReads(), 1);
+    const Result bj = Ask({"*", "*", "BJ"});
+    EXPECT_EQ(reader.WalkReads(), 2); // only the node of J
+    EXPECT_EQ(bj.next, "ab");
+    Ask({"*", "*", "BX"});
+    EXPECT_EQ(reader.WalkReads(), 3); // level 0 from the cache
+    Ask({"*", "*", "BJ"});
+    EXPECT_EQ(reader.WalkReads(), 4);
+    // A shorter query uses the cache alone; clearing it reads again and
+    // gives the same answer.
+    const Result again = Ask({"*", "*", "B"});
+    EXPECT_EQ(reader.WalkReads(), 4);
+    reader.ClearCache();
+    const Result fresh = Ask({"*", "*", "B"});
+    EXPECT_EQ(reader.WalkReads(), 5);
+    EXPECT_EQ(fresh.hits, b.hits);
+    EXPECT_EQ(fresh.next, b.next);
+    EXPECT_EQ(again.hits, b.hits);
+    // An unknown letter fails the walk: nothing found, the cache is cut.
+    EXPECT_TRUE(Ask({"*", "*", "BQ"}).hits.empty());
+    Ask({"*", "*", "BJ"});
+    EXPECT_EQ(reader.WalkReads(), 7);
+}
+
+TEST_F(Initial2Test, NextResultCountsWhatTheCallerLeftInTheList)
+{
+    std::vector<Row> rows(15, Row{"ab", 1});
+    rows.push_back({"abc", 1});
+    Write(rows);
+    eArray<eString> keys;
+    keys.Add("*");
+    keys.Add("*");
+    keys.Add("A");
+    eArray<ueglobal_addr_t> gids;
+    eArray<unsigned int> nums;
+    eArray<eString> names;
+    ASSERT_TRUE(reader.Query(keys, gids, nums, names));
+    EXPECT_EQ(gids.GetSize(), 0);
+    EXPECT_EQ(reader.GetQueryedCount(), 16);
+    // Three entries left in the list count towards the ten asked for; the
+    // whole node of B is delivered and the final length returned.
+    gids.SetSize(3);
+    nums.SetSize(3);
+    EXPECT_EQ(reader.GetNextResult(10, gids, nums), 18);
+    EXPECT_EQ(reader.GetNextResult(10, gids, nums), 19);
+    EXPECT_EQ(reader.GetNextResult(10, gids, nums), 0); // drained
+    EXPECT_EQ(gids.GetSize(), 19);
+}
+
+TEST_F(Initial2Test, DistrictKeys)
+{
+    Write({{"a", 1}, {"a", 2}, {"a", 3}, {"ab", 4}});
+    // No keys: the district root, counted by its provinces.
+    Result r = Ask({});
+    EXPECT_EQ(r.direct, 1);
+    EXPECT_EQ(r.counted, 2);
+    // One key names provinces by substring: their city nodes.
+    EXPECT_EQ(Ask({"p"}).direct, 2);
+    EXPECT_EQ(Ask({"2"}).direct, 1);
+    // Substring and "*" per level; all matching cities are kept.
+    EXPECT_EQ(Ask({"p", "c", "A"}).counted, 4);
+    EXPECT_EQ(Ask({"p2", "*", "A"}).counted, 2);
+    EXPECT_EQ(Ask({"*", "c1", "A"}).counted, 1);
+    EXPECT_EQ(Ask({"p1", "c3", "A"}).counted, 0);
+    EXPECT_EQ(Ask({"p1", "c3", "A"}).next, "");
+    EXPECT_EQ(Ask({"p2", "c4", "A"}).next, "b");
+}
+
+TEST_F(Initial2Test, LargeDistrictCountsStayExact)
+{
+    // More POIs below one letter than a result record can count.
+    std::vector<Row> rows(70000, Row{"ab", 1});
+    rows.push_back({"a", 2});
+    Write(rows, 3);
+    const Result r = Ask({"*", "*", "A"});
+    EXPECT_EQ(r.counted, 70001);
+    EXPECT_EQ(r.hits.size(), 70001u);
+    EXPECT_EQ(Ask({"*", "c1", "A"}).counted, 70000);
+}
+
+// A file written by hand: one province with one city, letters A and B.
+// `city` gives the city record, `results` the result records of A.
+void WriteByHand(const TempDir& dir, const PageFileWriter::Record& city,
+                 const std::vector<PageFileWriter::Record>& results)
+{
+    PageFileWriter w(kFile, 512);
+    ASSERT_TRUE(w.Open(NdfFile(dir, kFile)));
+    ueglobal_addr_t resA{}, cityAddr{}, letters{}, prov{}, root{};
+    ASSERT_TRUE(w.AppendRun(results, resA));
+    ASSERT_TRUE(w.AppendRun({city}, cityAddr));
+    PageFileWriter::Record a, b;
+    auto blockA = FeatureBlockEncoder::Encode({}, 0, resA, static_cast<unsigned int>(results.size()));
+    a.SetText(0, "A").Set(1, blockA.data(), blockA.size());
+    b.SetText(0, "B"); // no pointer block
+    ASSERT_TRUE(w.AppendRun({a, b}, letters));
+    PageFileWriter::Record p;
+    auto blockP = FeatureBlockEncoder::Encode(cityAddr, 1, {}, 0);
+    p.SetText(0, "p1").Set(2, blockP.data(), blockP.size());
+    ASSERT_TRUE(w.AppendRun({p}, prov));
+    PageFileWriter::Record r;
+    auto blockR = FeatureBlockEncoder::Encode(letters, 2, prov, 1);
+    r.Set(1, blockR.data(), blockR.size());
+    ASSERT_TRUE(w.AppendRun({r}, root, true));
+    w.SetIndexHeader(root, 5);
+    ASSERT_TRUE(w.Close());
+}
+
+PageFileWriter::Record ResultRecord(std::uint16_t code, std::uint16_t further, std::size_t addrs, std::size_t extra = 0)
+{
+    PageFileWriter::Record r;
+    const unsigned char head[4] = {static_cast<unsigned char>(code), 0, static_cast<unsigned char>(further), 0};
+    r.Set(0, head, 4);
+    std::string list;
+    for (std::size_t i = 0; i < addrs; ++i) {
+        const ueglobal_addr_t a = PoiAddr(i);
+        list.append(reinterpret_cast<const char*>(&a), sizeof a);
+    }
+    list.append(extra, 'x');
+    if (!list.empty())
+        r.Set(1, list.data(), list.size());
+    return r;
+}
+
+TEST_F(Initial2Test, BrokenRecordsFailWithoutCrashing)
+{
+    PageFileWriter::Record city;
+    city.SetText(0, "c1").SetShort(1, 1);
+    // A cut address list is refused; the good record still counts.
+    WriteByHand(dir, city, {ResultRecord(1, 0, 2, 3), ResultRecord(1, 4, 1)});
+    Open(reader);
+    Result r = Ask({"*", "c", "A"});
+    ASSERT_TRUE(r.ok);
+    EXPECT_EQ(r.counted, 5);
+    EXPECT_EQ(r.direct, 1);
+    // A letter record without its pointer block ends the walk.
+    EXPECT_TRUE(Ask({"*", "c", "B"}).hits.empty());
+
+    // A city code of the wrong length fails the district step.
+    PageFileWriter::Record badCity;
+    badCity.SetText(0, "c1").SetInt(1, 1);
+    TempDir other;
+    WriteByHand(other, badCity, {ResultRecord(1, 0, 1)});
+    Reader second;
+    pool.SetDataPath(DataDir(other).c_str());
+    std::FILE* fp = std::fopen(NdfFile(other, kFile).c_str(), "rb");
+    ueglobal_addr_t root{};
+    ASSERT_EQ(std::fread(&root, 1, 8, fp), 8u);
+    std::fclose(fp);
+    second.SetGID(root);
+    second.SetDepth(5);
+    second.SetPool(&pool);
+    eArray<eString> keys;
+    keys.Add("*");
+    keys.Add("c");
+    keys.Add("A");
+    eArray<ueglobal_addr_t> gids;
+    eArray<unsigned int> nums;
+    eArray<eString> names;
+    EXPECT_FALSE(second.Query(keys, gids, nums, names));
+    // A root page that cannot be read: false, outputs untouched.
+    Reader third;
+    third.SetGID(MakeGlobalAddr(kFile, 999, 0));
+    third.SetPool(&pool);
+    gids.Add(root);
+    EXPECT_FALSE(third.Query(keys, gids, nums, names));
+    EXPECT_EQ(gids.GetSize(), 1);
+    EXPECT_EQ(third.GetType(), eNdfIndex::NDF_INDEX_INITIAL);
+}
+
+} // namespace

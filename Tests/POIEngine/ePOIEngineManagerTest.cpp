@@ -1,0 +1,255 @@
+// The engine manager end to end: small data directories written with the
+// real writers, queried through the manager as an application would.
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <set>
+#include <string>
+
+#include "Base/ePoiInfo.h"
+#include "Build/GbkCodec.h"
+#include "Ndf/eNdfRecordsetTabular.h"
+#include "POIEngine/ePOIEngineManager.h"
+#include "POIEngine/eNdfIndexInitial2.h"
+#include "Support/InitialData.h"
+#include "Support/TempDir.h"
+
+using namespace Kest;
+using namespace KestTest;
+
+namespace {
+
+// Sees what the manager holds, to tell how many hits are loaded.
+class ProbedManager : public ePOIEngineManager {
+public:
+    int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
+    int QueryType() const { return m_nQueryType; }
+};
+
+struct Answer {
+    bool ok = false;
+    std::string next;
+    int nextCount = -1;
+};
+
+Answer Initial(ePOIEngineManager& engine, int city, const char* initials, const char* province = "*",
+               const char* cityName = "*")
+{
+    Answer a;
+    char* next = nullptr;
+    a.ok = engine.QueryByInitial(3, city, GbkCodec::Gbk(province).c_str(), GbkCodec::Gbk(cityName).c_str(),
+                                 initials, next, a.nextCount);
+    if (a.ok) {
+        EXPECT_EQ(std::strlen(next), static_cast<std::size_t>(a.nextCount));
+        a.next = next;
+    }
+    return a;
+}
+
+std::string NameOf(const ePoiInfo& info)
+{
+    return GbkCodec::Utf8(std::string(info.szName, strnlen(info.szName, sizeof info.szName)));
+}
+
+// Every hit's name, paging through the whole count.
+std::multiset<std::string> AllNames(ePOIEngineManager& engine)
+{
+    std::multiset<std::string> names;
+    const int count = engine.GetPOICount(0);
+    for (int i = 0; i < count; ++i) {
+        ePoiInfo info{};
+        EXPECT_TRUE(engine.GetPOIInfo(0, i, info)) << i;
+        names.insert(NameOf(info));
+    }
+    return names;
+}
+
+class ManagerTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        // Data set 10: 100 "M", 51 "MA", 99 "MAC"; 100 "N", 5 "NA", 10 "NAB";
+        // Chinese names under J; two cities, X only in the second.
+        std::vector<PoiRow> rows = Repeat("m", 100);
+        AppendRows(rows, Repeat("ma", 51));
+        AppendRows(rows, Repeat("mac", 99));
+        AppendRows(rows, Repeat("n", 100));
+        AppendRows(rows, Repeat("na", 5));
+        AppendRows(rows, Repeat("nab", 10));
+        AppendRows(rows, Rows({"北京大学", "北京站", "白家庄", "宝鸡", "交通大学"}));
+        AppendRows(rows, Rows({"金星饭店", "嘉兴"}, "上海市", "上海市"));
+        rows.push_back(PoiRow{"机场", "北京市", "北京市", 116397428, 39909230, 2010, 3});
+        data.Write({{10, rows}, {11, Rows({"jx", "jy"})}}, {{3, "北京市北京市东城区"}});
+        engine.SetPoiPath(data.Root().c_str());
+    }
+
+    TempDir dir;
+    InitialData data{dir};
+    ProbedManager engine;
+};
+
+TEST_F(ManagerTest, HeaderIsReadOncePerFile)
+{
+    ASSERT_TRUE(Initial(engine, 10, "J").ok);
+    const auto first = AllNames(engine);
+    // Spoil the header: a query of the same data set does not read it again,
+    // another data set does, and coming back reads the spoiled one.
+    std::FILE* fp = std::fopen((data.PoiDir() + "110.ndf").c_str(), "r+b");
+    ASSERT_NE(fp, nullptr);
+    const unsigned char junk[8] = {0xEE, 0xEE, 0xEE, 0xEE, 0x6E, 0, 0, 0};
+    std::fwrite(junk, 1, sizeof junk, fp);
+    std::fclose(fp);
+    ASSERT_TRUE(Initial(engine, 10, "J").ok);
+    EXPECT_EQ(AllNames(engine), first);
+    ASSERT_TRUE(Initial(engine, 11, "J").ok);
+    EXPECT_EQ(AllNames(engine), (std::multiset<std::string>{"jx", "jy"}));
+    EXPECT_FALSE(Initial(engine, 10, "J").ok);
+}
+
+TEST_F(ManagerTest, FirstBatchAndPaging)
+{
+    Answer a = Initial(engine, 10, "M");
+    ASSERT_TRUE(a.ok);
+    EXPECT_EQ(engine.GetPOICount(0), 250);
+    EXPECT_EQ(engine.Loaded(), 100);
+    // Exactly 100 hits: every letter is offered.
+    EXPECT_EQ(a.next, "abcdefghijklmnopqrstuvwxyz");
+    EXPECT_EQ(a.nextCount, 26);
+    ePoiInfo info{};
+    ASSERT_TRUE(engine.GetPOIInfo(0, 150, info));
+    EXPECT_EQ(engine.Loaded(), 151);
+    EXPECT_EQ(NameOf(info), "ma");
+    EXPECT_FALSE(engine.GetPOIInfo(0, 250, info));
+    EXPECT_EQ(AllNames(engine).count("mac"), 99u);
+
+    // Past the first batch by one: at least five more are fetched.
+    ASSERT_TRUE(Initial(engine, 10, "N").ok);
+    EXPECT_EQ(engine.GetPOICount(0), 115);
+    ASSERT_TRUE(engine.GetPOIInfo(0, 100, info));
+    EXPECT_EQ(engine.Loaded(), 105);
+
+    // Fewer hits: the index's own next letters.
+    a = Initial(engine, 10, "MA");
+    ASSERT_TRUE(a.ok);
+    EXPECT_EQ(a.next, "c");
+    EXPECT_EQ(engine.GetPOICount(0), 150);
+}
+
+TEST_F(ManagerTest, DistrictChoiceFiltersHitsAndLetters)
+{
+    Answer a = Initial(engine, 10, "J", "北京", "北京");
+    ASSERT_TRUE(a.ok);
+    EXPECT_EQ(a.next, "ct"); // 机场 and 交通大学; 金星 and 嘉兴 lie in Shanghai
+    EXPECT_EQ(engine.Loaded(), 0); // nothing ends at J itself
+    EXPECT_EQ(AllNames(engine), (std::multiset<std::string>{"机场", "交通大学"}));
+    a = Initial(engine, 10, "J");
+    EXPECT_EQ(a.next, "ctx");
+    a = Initial(engine, 10, "J", "上海", "*");
+    EXPECT_EQ(a.next, "x");
+    EXPECT_EQ(engine.GetPOICount(0), 2);
+    // A district that does not exist keeps nothing.
+    a = Initial(engine, 10, "J", "天津", "*");
+    ASSERT_TRUE(a.ok);
+    EXPECT_EQ(engine.GetPOICount(0), 0);
+    EXPECT_EQ(a.nextCount, 0);
+}
+
+TEST_F(ManagerTest, RecordFieldsBecomePoiInfo)
+{
+    ASSERT_TRUE(Initial(engine, 10, "JC").ok);
+    // The name is copied without a terminator and nUserData is not written.
+    ePoiInfo info;
+    std::memset(&info, 0x55, sizeof info);
+    std::memset(info.szName, 0, sizeof info.szName);
+    ASSERT_TRUE(engine.GetPOIInfo(0, 0, info));
+    EXPECT_EQ(NameOf(info), "机场");
+    EXPECT_EQ(info.dX, PoiCoordinateFromMicroDegrees(116397428));
+    EXPECT_EQ(info.dY, PoiCoordinateFromMicroDegrees(39909230));
+    EXPECT_EQ(GbkCodec::Utf8(info.szAddress), "北京市北京市东城区");
+    EXPECT_EQ(info.nCode, 2010);
+    EXPECT_EQ(info.nUserData, 0x55555555); // left as it was
+    // An area code the index does not know gives an empty area name.
+    ASSERT_TRUE(Initial(engine, 10, "BJDX").ok);
+    ASSERT_TRUE(engine.GetPOIInfo(0, 0, info));
+    EXPECT_STREQ(info.szAddress, "");
+    EXPECT_EQ(info.nCode, 1050);
+}
+
+TEST_F(ManagerTest, RefinementKeepsPrefixOfInitials)
+{
+    // The refinement filters the hits loaded so far: page through them first.
+    ASSERT_TRUE(Initial(engine, 10, "B", "北京", "北京").ok);
+    AllNames(engine);
+    EXPECT_FALSE(engine.QueryFromPreByInitial(""));
+    ASSERT_TRUE(engine.QueryFromPreByInitial("bj"));
+    const int lower = engine.Loaded();
+    ASSERT_TRUE(Initial(engine, 10, "B", "北京", "北京").ok);
+    AllNames(engine);
+    ASSERT_TRUE(engine.QueryFromPreByInitial("BJ"));
+    EXPECT_EQ(engine.Loaded(), lower);
+    EXPECT_EQ(lower, 4); // 北京大学 北京站 白家庄 宝鸡
+    ASSERT_TRUE(engine.QueryFromPreByInitial("bjz"));
+    EXPECT_EQ(engine.Loaded(), 2);
+    // A Chinese character is compared as bytes and never matches.
+    ASSERT_TRUE(engine.QueryFromPreByInitial(GbkCodec::Gbk("北").c_str()));
+    EXPECT_EQ(engine.Loaded(), 0);
+}
+
+TEST_F(ManagerTest, BadCallsAndMissingFiles)
+{
+    ASSERT_TRUE(Initial(engine, 10, "JC").ok);
+    char* next = nullptr;
+    int count = -1;
+    EXPECT_FALSE(engine.QueryByInitial(4, 10, "*", "*", "J", next, count));
+    EXPECT_EQ(engine.Loaded(), 1); // untouched
+    EXPECT_FALSE(Initial(engine, 12, "J").ok); // no file 112.ndf
+    // A file shorter than its header.
+    std::FILE* fp = std::fopen((data.PoiDir() + "113.ndf").c_str(), "wb");
+    std::fwrite("12345", 1, 5, fp);
+    std::fclose(fp);
+    EXPECT_FALSE(Initial(engine, 13, "J").ok);
+
+    engine.ReleaseQueryMem();
+    engine.ReleaseQueryMem();
+    EXPECT_FALSE(engine.QueryFromPreByInitial("J"));
+    EXPECT_EQ(engine.GetPOICount(0), -1);
+    ASSERT_TRUE(Initial(engine, 10, "JC").ok);
+    EXPECT_EQ(engine.GetPOICount(0), 1);
+}
+
+TEST_F(ManagerTest, KeyCountsChooseDistrictsOrNothing)
+{
+    char* next = nullptr;
+    int count = -1;
+    // No keys: the district-tree root, counted by its provinces.
+    ASSERT_TRUE(engine.QueryByInitial(0, 10, nullptr, nullptr, nullptr, next, count));
+    EXPECT_EQ(engine.GetPOICount(0), 2);
+    EXPECT_EQ(count, 0);
+    // Two keys work as three: the third is the initials.
+    ASSERT_TRUE(engine.QueryByInitial(2, 10, "*", "*", "JC", next, count));
+    EXPECT_EQ(engine.Loaded(), 1);
+}
+
+TEST(ManagerPaths, UserStoreAndAreaPathsHaveNoSeparatorAdded)
+{
+    TempDir dir;
+    ePOIEngineManager engine;
+    engine.SetPoiPath(dir.Path("map").c_str());
+    ePoiInfo info{};
+    std::strcpy(info.szName, "A");
+    EXPECT_EQ(engine.AddPOI(1, info), 0);
+    EXPECT_EQ(engine.AddPOI(2, info), 0);
+    EXPECT_EQ(engine.AddPOI(3, info), -2);
+    EXPECT_TRUE(std::filesystem::exists(dir.Path("mapFavorite.poi")));
+    EXPECT_TRUE(std::filesystem::exists(dir.Path("mapHistory.poi")));
+    // The stores never touch search hits, and the reverse.
+    EXPECT_EQ(engine.GetPOICount(1), 1);
+    EXPECT_EQ(engine.GetPOICount(0), -1);
+    EXPECT_TRUE(engine.GetPOIInfo(2, 0, info));
+    EXPECT_FALSE(engine.GetPOIInfo(0, 0, info));
+}
+
+} // namespace
