@@ -15,6 +15,7 @@
 #include "Build/AdminIndexWriter.h"
 #include "Build/CoreDictWriter.h"
 #include "Build/GbkCodec.h"
+#include "Build/Initial2IndexWriter.h"
 #include "Build/PoiStoreWriter.h"
 #include "Build/StagingDirectory.h"
 
@@ -427,8 +428,37 @@ bool DataCompiler::WriteDictionary(const std::string& dir)
     return true;
 }
 
-bool DataCompiler::WriteInitialIndexes(const std::string&)
+// One index per data set, file 100+n: the district tree of the province's
+// cities and every POI of the province, in record store order.
+bool DataCompiler::WriteInitialIndexes(const std::string& dir)
 {
+    if (!Phase("writing the pinyin-initial indexes (" + std::to_string(m_gazetteer.Provinces().size()) + " data sets)"))
+        return false;
+    const auto& provinces = m_gazetteer.Provinces();
+    const auto& cities = m_gazetteer.Cities();
+    const auto& counties = m_gazetteer.Counties();
+    std::size_t next = 0; // the store is sorted by province: each province is one run of m_pois
+    for (std::size_t p = 0; p < provinces.size(); ++p) {
+        if (Cancelled())
+            return Fail("interrupted");
+        const auto fileId = static_cast<std::uint16_t>(100 + provinces[p].dataSet);
+        Initial2IndexWriter writer(fileId);
+        for (int c : provinces[p].cities)
+            writer.AddDistrict(m_gbkProvinces[p], m_gbkCities[static_cast<std::size_t>(c)],
+                               cities[static_cast<std::size_t>(c)].code);
+        for (; next < m_pois.size(); ++next) {
+            const auto& city = cities[static_cast<std::size_t>(counties[static_cast<std::size_t>(m_pois[next].county)].city)];
+            if (static_cast<std::size_t>(city.province) != p)
+                break;
+            if (writer.AddPoi(m_pois[next].name, city.code, m_poiAddrs[next]))
+                ++m_summary.indexedPois;
+            else
+                ++m_summary.unindexedPois;
+        }
+        const std::string path = dir + std::to_string(fileId) + ".ndf";
+        if (!writer.Write(path))
+            return Fail(path + ": " + writer.GetError());
+    }
     return true;
 }
 

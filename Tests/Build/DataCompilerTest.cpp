@@ -13,6 +13,7 @@
 #include "Ndf/eNdfPool.h"
 #include "Ndf/eNdfRecordsetTabular.h"
 #include "POIEngine/eDictionary.h"
+#include "POIEngine/ePOIEngineManager.h"
 #include "Support/TempDir.h"
 
 using Kest::DataCompiler;
@@ -136,7 +137,7 @@ TEST_F(DataCompilerTest, CompilesTheRowsAndReportsTheRejectedOnes)
     std::vector<std::string> files;
     for (const auto& f : tree)
         files.push_back(f.first);
-    EXPECT_EQ((std::vector<std::string>{"POI/1.ndf", "POI/AdminIndex.ndf", "POI/Around/POI_SORT.txt",
+    EXPECT_EQ((std::vector<std::string>{"POI/1.ndf", "POI/110.ndf", "POI/111.ndf", "POI/AdminIndex.ndf", "POI/Around/POI_SORT.txt",
                                         "POI/CoreDict.dct", "POI/datasets.txt"}),
               files);
     EXPECT_EQ("10\t北京市\n11\t河北省\n", Text(tree.at("POI/datasets.txt")));
@@ -282,4 +283,58 @@ TEST_F(DataCompilerTest, AFailedBuildLeavesTheOutputAsItWas)
     EXPECT_EQ("missing source files: " + src + "sights.csv, " + src + "words.txt", m_error);
     EXPECT_EQ(before, Tree(out));
     ExpectNoLeftovers();
+}
+
+TEST_F(DataCompilerTest, EachDataSetHasAPinyinInitialIndexTheEngineSearches)
+{
+    const std::string out = m_dir.Path("out");
+    ASSERT_TRUE(Build(out)) << m_error;
+    EXPECT_EQ(7u, m_summary.indexedPois);
+    Write("pois.csv", std::string(kPoiHeader) + "滧东村饭店,116.4,39.9,2000,,北京市,北京市,东城区\n");
+    ASSERT_TRUE(Build(m_dir.Path("other"))) << m_error;
+    EXPECT_EQ(0u, m_summary.indexedPois);
+    EXPECT_EQ(1u, m_summary.unindexedPois) << "a first character without a pinyin initial";
+    EXPECT_TRUE(fs::exists(m_dir.Path("other/POI/110.ndf")));
+    EXPECT_TRUE(fs::exists(m_dir.Path("other/POI/111.ndf"))) << "a data set without POIs has an index too";
+
+    Kest::ePOIEngineManager engine;
+    engine.SetPoiPath(out.c_str());
+    struct Case {
+        int dataSet;
+        const char* province;
+        const char* city;
+        const char* initials;
+        std::vector<std::string> names;
+    } cases[] = {
+        {10, "*", "*", "DLS", {"东来顺"}},
+        {10, "*", "*", "WFJBH", {"王府井百货"}},
+        {10, "北京市", "北京市", "XDSC", {"西单商场"}}, // West City's "市辖区" is Beijing
+        {11, "河北省", "唐山市", "TSFD", {"唐山饭店"}},
+        {11, "河北省", "石家庄市", "TSFD", {}},       // another city of the province
+        {11, "*", "*", "CASC", {"长安商场"}},
+        {10, "*", "*", "CASC", {}},                 // a POI of the other data set
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.dataSet) + " " + c.initials);
+        char* next = nullptr;
+        int nextCount = 0;
+        const std::string province = GbkCodec::Gbk(c.province), city = GbkCodec::Gbk(c.city);
+        ASSERT_TRUE(engine.QueryByInitial(3, c.dataSet, province.c_str(), city.c_str(), c.initials, next, nextCount));
+        std::vector<std::string> names;
+        for (int i = 0; i < engine.GetPOICount(0); ++i) {
+            Kest::ePoiInfo info{};
+            ASSERT_TRUE(engine.GetPOIInfo(0, i, info));
+            names.push_back(GbkCodec::Utf8(std::string(info.szName, strnlen(info.szName, sizeof info.szName))));
+        }
+        EXPECT_EQ(c.names, names);
+    }
+    Kest::ePoiInfo info{};
+    char* next = nullptr;
+    int nextCount = 0;
+    ASSERT_TRUE(engine.QueryByInitial(3, 11, "*", "*", "TSFD", next, nextCount));
+    ASSERT_TRUE(engine.GetPOIInfo(0, 0, info));
+    EXPECT_EQ(GbkCodec::Gbk("河北省唐山市路北区"), info.szAddress);
+    EXPECT_EQ(2000u, static_cast<unsigned>(info.nCode));
+    EXPECT_NEAR(118.18, info.dX, 1e-4);
+    EXPECT_FALSE(engine.QueryByInitial(3, 12, "*", "*", "TSFD", next, nextCount)) << "no data set 12";
 }
