@@ -68,16 +68,15 @@ bool DataCompiler::Cancelled() const { return m_options.cancel && *m_options.can
 
 bool DataCompiler::Phase(const std::string& what)
 {
-    if (Cancelled())
-        return Fail("interrupted");
-    if (!m_options.progress)
-        return true;
-    const double seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - m_started).count();
-    char stamp[32];
-    std::snprintf(stamp, sizeof stamp, "[%6.1fs] ", seconds);
-    *m_options.progress << stamp << what << std::endl;
-    return true;
+    if (m_options.progress && !Cancelled()) {
+        const double seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - m_started).count();
+        char stamp[32];
+        std::snprintf(stamp, sizeof stamp, "[%6.1fs] ", seconds);
+        *m_options.progress << stamp << what << std::endl;
+    }
+    // Checked after the line is out, so that nothing starts once asked to stop.
+    return !Cancelled() || Fail("interrupted");
 }
 
 std::string DataCompiler::SourcePath(const std::string& name) const

@@ -49,7 +49,13 @@ const char kBuildUsage[] =
 
 volatile std::sig_atomic_t g_interrupted = 0;
 
-extern "C" void OnInterrupt(int) { g_interrupted = 1; }
+// The first Ctrl-C asks the build to stop cleanly (OUT untouched, the build
+// directory removed); a second one ends the process at once.
+extern "C" void OnInterrupt(int signal)
+{
+    g_interrupted = 1;
+    std::signal(signal, SIG_DFL);
+}
 
 void PrintSummary(const Kest::DataCompiler::Summary& s, const std::string& out, double seconds)
 {
