@@ -3,6 +3,7 @@
 #include <map>
 
 #include "Build/GbkCodec.h"
+#include "Build/SourceText.h"
 
 namespace Kest {
 namespace {
@@ -31,12 +32,12 @@ bool CheckName(const std::string& name, const char* what, std::string& gbk, std:
         return false;
     }
     if (name.find_first_of(" \t\v\f") != std::string::npos) {
-        error = std::string(what) + " name '" + name + "' holds a space or tab";
+        error = std::string(what) + " name " + SourceText::Quote(name) + " holds a space or tab";
         return false;
     }
     std::string why;
     if (!GbkCodec::ToGbk(name, gbk, &why)) {
-        error = std::string(what) + " name '" + name + "': " + why;
+        error = std::string(what) + " name " + SourceText::Quote(name) + ": " + why;
         return false;
     }
     return true;
@@ -79,11 +80,11 @@ bool CategoryList::Parse(const std::string& text, std::string& error, std::size_
                 return false;
             }
             if (!ParseCode(codeText, leaf.code)) {
-                error = "code '" + codeText + "' is not a number from 0 to 2147483647";
+                error = "code " + SourceText::Quote(codeText) + " is not a number from 0 to 2147483647";
                 return false;
             }
             if (m_branches.empty()) {
-                error = "leaf '" + leaf.name + "' comes before the first branch line";
+                error = "leaf " + SourceText::Quote(leaf.name) + " comes before the first branch line";
                 return false;
             }
             const auto used = codeLine.emplace(leaf.code, lineNo);

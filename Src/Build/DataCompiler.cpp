@@ -17,6 +17,7 @@
 #include "Build/GbkCodec.h"
 #include "Build/Initial2IndexWriter.h"
 #include "Build/PoiStoreWriter.h"
+#include "Build/SourceText.h"
 #include "Build/StagingDirectory.h"
 
 namespace Kest {
@@ -182,7 +183,7 @@ bool DataCompiler::ReadGazetteer()
     auto convert = [&](const std::string& what, const std::string& name, std::vector<std::string>& out) {
         std::string gbk, why;
         if (!GbkCodec::ToGbk(name, gbk, &why))
-            return Fail(SourcePath(kDistricts) + ": " + what + " '" + name + "': " + why);
+            return Fail(SourcePath(kDistricts) + ": " + what + " " + SourceText::Quote(name) + ": " + why);
         out.push_back(gbk);
         return true;
     };
@@ -257,9 +258,9 @@ bool DataCompiler::ReadWords()
         if (frequency.empty() || !extra.empty())
             reason = "expected 'word frequency'";
         else if (value < 0)
-            reason = "frequency '" + frequency + "' is not a whole number";
+            reason = "frequency " + SourceText::Quote(frequency) + " is not a whole number";
         else if (!GbkCodec::ToGbk(word, gbk, &why))
-            reason = "word '" + word + "': " + why;
+            reason = "word " + SourceText::Quote(word) + ": " + why;
         if (!reason.empty()) {
             ++summary.counts.rejected;
             m_report << path << ':' << lineNo << ": " << reason << '\n';

@@ -2,6 +2,7 @@
 
 #include "Build/CsvReader.h"
 #include "Build/GbkCodec.h"
+#include "Build/SourceText.h"
 
 namespace Kest {
 
@@ -72,11 +73,11 @@ bool SourceFileReader::CheckRow(const std::vector<std::string>& fields, Kind kin
     }
     std::string why;
     if (!GbkCodec::ToGbk(name, row.name, &why)) {
-        reason = "name '" + name + "': " + why;
+        reason = "name " + SourceText::Quote(name) + ": " + why;
         return false;
     }
     if (row.name.size() > kMaxNameBytes) {
-        reason = "name '" + name + "' takes " + std::to_string(row.name.size()) + " bytes in GBK, more than " +
+        reason = "name " + SourceText::Quote(name) + " takes " + std::to_string(row.name.size()) + " bytes in GBK, more than " +
                  std::to_string(kMaxNameBytes);
         return false;
     }
@@ -88,7 +89,7 @@ bool SourceFileReader::CheckRow(const std::vector<std::string>& fields, Kind kin
         const std::string& text = fields[static_cast<std::size_t>(1 + i)];
         std::int64_t micro = 0;
         if (!ParseDegrees(text, micro)) {
-            reason = std::string(axis[i]) + " '" + text + "' is not a number of degrees";
+            reason = std::string(axis[i]) + " " + SourceText::Quote(text) + " is not a number of degrees";
             return false;
         }
         if (micro < 0 || micro > limit[i]) {
@@ -112,7 +113,7 @@ bool SourceFileReader::CheckRow(const std::vector<std::string>& fields, Kind kin
                 number = number * 10 + static_cast<std::uint64_t>(c - '0');
         }
         if (!digits || number > 2147483647u) {
-            reason = "category '" + code + "' is not a category code";
+            reason = "category " + SourceText::Quote(code) + " is not a category code";
             return false;
         }
         if (!m_categories.HasCode(static_cast<std::uint32_t>(number))) {
@@ -128,7 +129,7 @@ bool SourceFileReader::CheckRow(const std::vector<std::string>& fields, Kind kin
     const std::string& county = fields[areaAt + 2];
     row.county = m_gazetteer.FindCounty(province, city, county);
     if (row.county < 0) {
-        reason = "unknown county '" + province + "," + city + "," + county + "' (not in districts.geojson)";
+        reason = "unknown county " + SourceText::Quote(province + "," + city + "," + county) + " (not in districts.geojson)";
         return false;
     }
     return true;
