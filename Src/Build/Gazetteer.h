@@ -6,6 +6,10 @@
 #include <tuple>
 #include <vector>
 
+#include <nlohmann/json_fwd.hpp>
+
+#include "Geo/eGeoRegion.h"
+
 namespace Kest {
 
 // The areas of a source: provinces, cities and counties as the features of
@@ -23,7 +27,9 @@ namespace Kest {
 // county groups of Beijing, Tianjin, Shanghai and Chongqing) is the province
 // itself, both in the gazetteer and in the rows looked up in it.
 //
-// Geometry is not read: only the properties are.
+// Each county keeps its boundary: the rings of its Polygon or MultiPolygon
+// geometry, in file order, as the parts of a region (a polygon's outer ring,
+// then its holes).
 class Gazetteer {
 public:
     static constexpr int kFirstDataSet = 10;
@@ -44,14 +50,17 @@ public:
         std::string name;            // UTF-8
         int city = 0;                // index into Cities()
         std::uint16_t number = 0;    // 1..N
+        eGeoRegion boundary;         // WGS84 degrees
     };
 
     // Reads the GeoJSON text. False, with `error` saying what is wrong and
     // where (feature numbers count from 1), for text that is not a GeoJSON
     // FeatureCollection, a feature without the three string properties, an
-    // empty name, or more provinces or counties than the numbering holds.
-    // A feature whose three names repeat an earlier one (a county drawn in
-    // two features) adds nothing.
+    // empty name, a geometry that is not a Polygon or MultiPolygon of rings
+    // of at least three positions within -180..180 and -90..90, or more
+    // provinces or counties than the numbering holds. A feature whose three
+    // names repeat an earlier one (a county drawn in two features) adds its
+    // rings to that county.
     bool Parse(const std::string& text, std::string& error);
 
     // The county of a (province, city, county) triple of UTF-8 names, or -1.
@@ -65,7 +74,11 @@ public:
     static std::string CityName(const std::string& province, const std::string& city);
 
 private:
-    bool Add(const std::string& province, const std::string& city, const std::string& county, std::string& error);
+    // Takes one feature of the collection; throws when it cannot.
+    void Feature(const nlohmann::json& feature);
+    // The county of the triple, added when new; -1 (with `error`) when the
+    // numbering has no room left.
+    int Add(const std::string& province, const std::string& city, const std::string& county, std::string& error);
 
     std::vector<Province> m_provinces;
     std::vector<City> m_cities;

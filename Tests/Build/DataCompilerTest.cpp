@@ -25,10 +25,10 @@ namespace {
 
 const char kDistricts[] = R"({"type":"FeatureCollection","features":[
 {"type":"Feature","properties":{"province":"北京市","city":"北京市","county":"东城区"},"geometry":{"type":"Polygon","coordinates":[[[116.3,39.8],[116.5,39.8],[116.5,40.0],[116.3,39.8]]]}},
-{"type":"Feature","properties":{"province":"北京市","city":"市辖区","county":"西城区"},"geometry":null},
-{"type":"Feature","properties":{"province":"河北省","city":"石家庄市","county":"长安区"},"geometry":null},
-{"type":"Feature","properties":{"province":"河北省","city":"唐山市","county":"路北区"},"geometry":null},
-{"type":"Feature","properties":{"province":"北京市","city":"北京市","county":"朝阳区"},"geometry":null}]}
+{"type":"Feature","properties":{"province":"北京市","city":"市辖区","county":"西城区"},"geometry":{"type":"Polygon","coordinates":[[[116.3,39.8],[116.5,39.8],[116.5,40.0]]]}},
+{"type":"Feature","properties":{"province":"河北省","city":"石家庄市","county":"长安区"},"geometry":{"type":"Polygon","coordinates":[[[114,38],[115,38],[115,39]]]}},
+{"type":"Feature","properties":{"province":"河北省","city":"唐山市","county":"路北区"},"geometry":{"type":"Polygon","coordinates":[[[118,39],[119,39],[119,40]]]}},
+{"type":"Feature","properties":{"province":"北京市","city":"北京市","county":"朝阳区"},"geometry":{"type":"MultiPolygon","coordinates":[[[[116.4,39.9],[116.6,39.9],[116.6,40.1]]]]}}]}
 )";
 
 const char kPoiHeader[] = "name,lon,lat,category,phone,province,city,county\n";
@@ -289,7 +289,8 @@ TEST_F(DataCompilerTest, AFailedBuildLeavesTheOutputAsItWas)
     EXPECT_EQ(src + "categories.txt:3: code 2000 is already used on line 2", m_error);
     EXPECT_EQ(before, Tree(out));
 
-    Write("districts.geojson", R"({"features":[{"properties":{"province":"北京市","city":"北京市","county":"😀区"}}]})");
+    Write("districts.geojson", R"({"features":[{"properties":{"province":"北京市","city":"北京市","county":"😀区"},)"
+                               R"("geometry":{"type":"Polygon","coordinates":[[[1,1],[2,1],[2,2]]]}}]})");
     EXPECT_FALSE(Build(out));
     EXPECT_EQ(src + "districts.geojson: county '😀区': U+1F600 '😀' at byte 1 (character 1) cannot be encoded in GBK",
               m_error);

@@ -6,11 +6,13 @@ using Kest::Gazetteer;
 
 namespace {
 
-std::string Feature(const std::string& province, const std::string& city, const std::string& county)
+const char kSquare[] = R"({"type":"Polygon","coordinates":[[[116.1,39.1],[116.2,39.1],[116.2,39.2],[116.1,39.1]]]})";
+
+std::string Feature(const std::string& province, const std::string& city, const std::string& county,
+                    const std::string& geometry = kSquare)
 {
     return R"({"type":"Feature","properties":{"province":")" + province + R"(","city":")" + city +
-           R"(","county":")" + county +
-           R"("},"geometry":{"type":"Polygon","coordinates":[[[116.1,39.1],[116.2,39.1],[116.2,39.2],[116.1,39.1]]]}})";
+           R"(","county":")" + county + R"("},"geometry":)" + geometry + "}";
 }
 
 std::string Collection(const std::vector<std::string>& features)
@@ -67,6 +69,17 @@ TEST(Gazetteer, RefusesFilesItCannotNumber)
         {Collection({R"({"properties":{"province":"a","city":7,"county":"c"}})"}),
          "feature 1: property \"city\" is missing or not a string"},
         {Collection({Feature("a", "", "c")}), "feature 1: property \"city\" is empty"},
+        {R"({"features":[7]})", "feature 1: not an object"},
+        {Collection({Feature("a", "b", "c", "null")}), "feature 1: geometry must be a Polygon or MultiPolygon"},
+        {Collection({Feature("a", "b", "c", R"({"type":"Point","coordinates":[1,2]})")}),
+         "feature 1: geometry is a \"Point\", not a Polygon or MultiPolygon"},
+        {Collection({Feature("a", "b", "c", R"({"type":"Polygon","coordinates":[]})")}), "feature 1: polygon has no ring"},
+        {Collection({Feature("a", "b", "c", R"({"type":"Polygon","coordinates":[[[1,1],[2,2]]]})")}),
+         "feature 1: polygon ring 1 is not a ring of at least 3 positions"},
+        {Collection({Feature("a", "b", "c", R"({"type":"MultiPolygon","coordinates":[[[[1,1],[2,2],[3,3]]],[[[1,1],[2,"x"],[3,3]]]]})")}),
+         "feature 1: polygon 2 ring 1 holds a position that is not [longitude, latitude]"},
+        {Collection({Feature("a", "b", "c", R"({"type":"Polygon","coordinates":[[[1,1],[2,2],[3,3]],[[1,1],[181,2],[3,3]]]})")}),
+         "feature 1: polygon ring 2 holds the position [181, 2], out of range"},
     };
     for (const Case& c : cases) {
         Gazetteer g;
@@ -88,4 +101,29 @@ TEST(Gazetteer, RefusesFilesItCannotNumber)
     features.pop_back();
     EXPECT_TRUE(g.Parse(Collection(features), error)) << error;
     EXPECT_EQ(99, g.Provinces().back().dataSet);
+}
+
+TEST(Gazetteer, KeepsEachCountysRingsAsRegionParts)
+{
+    // A MultiPolygon of two polygons (the first with a hole), and the same
+    // county again in a second feature: four parts in file order.
+    Gazetteer g;
+    std::string error;
+    ASSERT_TRUE(g.Parse(Collection({Feature("p", "c", "x",
+                                            R"({"type":"MultiPolygon","coordinates":[)"
+                                            R"([[[0,0],[4,0],[4,4],[0,0]],[[1,1],[2,1],[2,2]]],)"
+                                            R"([[[10,10],[11,10],[11,11,55]]]]})"),
+                                    Feature("p", "c", "y"), Feature("p", "c", "x")}),
+                        error))
+        << error;
+    ASSERT_EQ(2u, g.Counties().size());
+    const Kest::eGeoRegion& x = g.Counties()[0].boundary;
+    ASSERT_EQ(4, x.GetPartCount());
+    const int sizes[4] = {4, 3, 3, 4};
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(sizes[i], x.GetSubPntCount(i)) << i;
+    EXPECT_EQ(Kest::ePoint2D(2, 1), x.GetPoints(1)[1]);
+    EXPECT_EQ(Kest::ePoint2D(11, 11), x.GetPoints(2)[2]) << "an altitude is ignored";
+    EXPECT_EQ(Kest::ePoint2D(116.2, 39.1), x.GetPoints(3)[1]);
+    EXPECT_EQ(1, g.Counties()[1].boundary.GetPartCount());
 }

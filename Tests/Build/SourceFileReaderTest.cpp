@@ -19,9 +19,10 @@ protected:
         std::string error;
         std::size_t line = 0;
         ASSERT_TRUE(m_categories.Parse("餐饮\n\t中餐\t2000\n\t快餐\t2005\n", error, line)) << error;
+        const std::string square = R"("geometry":{"type":"Polygon","coordinates":[[[1,1],[2,1],[2,2],[1,1]]]})";
         ASSERT_TRUE(m_gazetteer.Parse(
-            R"({"features":[{"properties":{"province":"北京市","city":"市辖区","county":"东城区"}},)"
-            R"({"properties":{"province":"河北省","city":"唐山市","county":"路北区"}}]})",
+            R"({"features":[{"properties":{"province":"北京市","city":"市辖区","county":"东城区"},)" + square + "}," +
+                R"({"properties":{"province":"河北省","city":"唐山市","county":"路北区"},)" + square + "}]}",
             error))
             << error;
     }
