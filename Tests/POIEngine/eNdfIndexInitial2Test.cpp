@@ -179,8 +179,9 @@ TEST_F(Initial2Test, MatchesPlainModelOverRandomRows)
         if (!walks) {
             // Unknown letters: nothing found; the empty initials are a walk
             // of no letters, whose hits are all pending.
-            if (!prefix.empty())
+            if (!prefix.empty()) {
                 EXPECT_TRUE(r.hits.empty()) << typed;
+            }
             continue;
         }
         EXPECT_EQ(r.hits, want) << typed << " " << d[0] << "/" << d[1];
