@@ -411,7 +411,9 @@ unsigned char eNdfIndexInitial::QueryByPY(eArray<ueglobal_addr_t>& gids, eArray<
         }
         unsigned int deeper = 0;
         if (ReadDeeperCount(rs, deeper)) {
-            m_nQueryedCount = static_cast<int>(static_cast<unsigned int>(m_nQueryedCount) + deeper);
+            // Saturates rather than wraps on a count no real file holds.
+            m_nQueryedCount = static_cast<int>(
+                std::min<long long>(INT_MAX, static_cast<long long>(m_nQueryedCount) + deeper));
             deeperCounted = true;
         }
         if (m_nQueryedCount >= kQueryLimit && currentCount == 0)
