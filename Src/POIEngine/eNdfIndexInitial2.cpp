@@ -349,7 +349,9 @@ int eNdfIndexInitial2::GetNextResult(int count, eArray<ueglobal_addr_t>& gids, e
             if (leafCount != 0)
                 GetResult(gids, nums, leaf, leafCount, false);
             total = gids.GetSize();
-            if (childCount != 0) {
+            // A child lies before its parent in the file; one that does not
+            // would make the walk loop on a corrupt file, so it is dropped.
+            if (childCount != 0 && IsBefore(child, node)) {
                 m_arPendingGids.Add(child);
                 m_arPendingNums.Add(childCount);
             }
