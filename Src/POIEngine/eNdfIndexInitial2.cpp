@@ -346,7 +346,11 @@ int eNdfIndexInitial2::GetNextResult(int count, eArray<ueglobal_addr_t>& gids, e
             unsigned int leafCount = 0, childCount = 0;
             block.GetLeaf(leaf, leafCount);
             block.GetChild(child, childCount);
-            if (leafCount != 0)
+            // A letter marked as listing no POI (field 3, one zero byte)
+            // would add nothing here, so its result run is not read.
+            unsigned char* none = nullptr;
+            const bool empty = rs.GetFieldValue(3, none) == 1 && none[0] == 0;
+            if (leafCount != 0 && !empty)
                 GetResult(gids, nums, leaf, leafCount, false);
             total = gids.GetSize();
             // A child lies before its parent in the file; one that does not
