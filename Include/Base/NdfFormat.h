@@ -94,6 +94,9 @@ constexpr std::uint32_t kAdminMaxFileSize = 64u << 20;
 // POI, field 0 the GBK name, 1 and 2 longitude and latitude as u32 millionths
 // of a degree, 3 the u32 category code, 4 the u16 area code.
 constexpr std::uint16_t kPoiStoreFileId = 1;
+// Its pages are small: a hit is one record read at random, and a page is read
+// and checked whole, so a small page makes each fetch cheap.
+constexpr std::uint32_t kPoiStorePageSize = 1024;
 // Letters of initials an index resolves unless its writer is told otherwise.
 constexpr int kInitialDefaultDepth = 10;
 // A result record of the second form counts at most this many further POIs

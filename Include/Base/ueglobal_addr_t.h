@@ -27,6 +27,10 @@ KEST_API void GetPid(ueaddr_t& out, const ueglobal_addr_t& gid);
 // True when both name the same record.
 KEST_API bool operator==(const ueglobal_addr_t& a, const ueglobal_addr_t& b);
 KEST_API bool operator!=(const ueglobal_addr_t& a, const ueglobal_addr_t& b);
+// File order: true when `a` lies in the same file as `b` and before it (a
+// lower page, or the same page and a lower element). Writers put a tree's
+// children before their parent, so readers use this to refuse loops.
+KEST_API bool IsBefore(const ueglobal_addr_t& a, const ueglobal_addr_t& b);
 
 // Builds an address from its parts (used by the readers and writers of the
 // page files, which own the layout).

@@ -71,6 +71,10 @@ protected:
     // page that cannot be read, a missing field 1 or a malformed block
     // answer false and leave the reader closed.
     unsigned char GetRoot();
+    // The child and leaf pairs of the root record's block, for readers whose
+    // root loader keeps them elsewhere; does not open the reader.
+    unsigned char ReadRootPairs(ueglobal_addr_t& child, unsigned int& childCount, ueglobal_addr_t& leaf,
+                                unsigned int& leafCount);
 
     eNdfPool* m_pPool = nullptr;
     eString m_strDataPath;

@@ -21,7 +21,8 @@ namespace Kest {
 // own number and size, its record structure); a page that fails is never
 // handed out.
 //
-// Memory: the cached pages never take more than the budget plus one page.
+// Memory: the cached pages never take more than the budget plus one page;
+// beside them the pool keeps each open file's page table (12 bytes a page).
 // A page still held by a record set (see PinPage) is never evicted; when the
 // held pages leave no room, a newly loaded page goes to its holder alone and
 // is not cached.
@@ -70,6 +71,7 @@ private:
         std::FILE* fp = nullptr;
         std::uint32_t pageCount = 0;
         std::uint64_t tableOffset = 0;
+        std::vector<unsigned char> table; // the page table, as in the file
     };
     struct Entry {
         std::uint64_t key;

@@ -22,4 +22,11 @@ bool operator!=(const ueglobal_addr_t& a, const ueglobal_addr_t& b)
     return !(a == b);
 }
 
+bool IsBefore(const ueglobal_addr_t& a, const ueglobal_addr_t& b)
+{
+    if (a.page.nFile != b.page.nFile)
+        return false;
+    return a.page.nPage < b.page.nPage || (a.page.nPage == b.page.nPage && a.nElement < b.nElement);
+}
+
 } // namespace Kest

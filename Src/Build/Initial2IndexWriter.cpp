@@ -15,6 +15,8 @@ namespace {
 
 using Record = PageFileWriter::Record;
 
+const unsigned char kNoneEnds = 0;
+
 // Letters compare as the reader orders them: folded bytes taken as signed.
 bool InitialsLess(const std::string& a, const std::string& b)
 {
@@ -58,6 +60,7 @@ public:
             char letter;
             Pair child;
             Pair results;
+            bool endsHere; // some POI's key is exactly the prefix + letter
         };
         std::vector<Letter> letters;
         std::vector<std::pair<std::size_t, std::size_t>> ranges;
@@ -66,7 +69,7 @@ public:
             std::size_t j = i;
             while (j < hi && (*rows[j].initials)[level] == c)
                 ++j;
-            Letter letter{c, {}, {}};
+            Letter letter{c, {}, {}, rows[i].initials->size() == level + 1};
             if (!WriteNode(rows, i, j, level + 1, letter.child))
                 return false;
             letters.push_back(letter);
@@ -83,6 +86,10 @@ public:
             const auto block =
                 FeatureBlockEncoder::Encode(l.child.addr, l.child.count, l.results.addr, l.results.count);
             r.Set(1, block.data(), block.size());
+            // Tells the paging walk that this letter's result run lists no
+            // POI, so it need not read it.
+            if (!l.endsHere)
+                r.Set(3, &kNoneEnds, 1);
             run.push_back(std::move(r));
         }
         node.count = static_cast<unsigned int>(run.size());

@@ -3,12 +3,15 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "Base/NdfFormat.h"
 #include "Base/ueglobal_addr_t.h"
 
 namespace Kest {
+
+class PageFileWriter;
 
 // Writes a pinyin-initial index of the first form (read by eNdfIndexInitial;
 // docs/format.md, "Pinyin-initial index, first form"): district records for
@@ -45,13 +48,21 @@ private:
     struct Province {
         std::string name;
         std::vector<City> cities;
+        std::unordered_map<std::string, std::size_t> cityIndex;
     };
+
+    // Writes the letter node of `city` whose prefix is `depth` letters long;
+    // `members` are the rows below that prefix, in the order added. Gives the
+    // node's pair (count 0 when it has no records).
+    bool WriteNode(PageFileWriter& out, const City& city, const std::vector<std::size_t>& members,
+                   std::size_t depth, ueglobal_addr_t& first, std::uint32_t& count);
 
     std::uint16_t m_nFileId;
     int m_nDepth;
     bool m_bDeeperCounts;
     std::uint32_t m_nTarget;
     std::vector<Province> m_provinces;
+    std::unordered_map<std::string, std::size_t> m_provinceIndex;
     std::string m_error;
 };
 

@@ -23,7 +23,7 @@ struct PoiStoreRecord {
 class PoiStoreWriter {
 public:
     explicit PoiStoreWriter(std::uint16_t fileId = NdfFormat::kPoiStoreFileId,
-                            std::uint32_t targetPageSize = NdfFormat::kDefaultTargetPageSize);
+                            std::uint32_t targetPageSize = NdfFormat::kPoiStorePageSize);
 
     bool Open(const std::string& path) { return m_writer.Open(path); }
     // False (see GetError) when the record cannot be written.

@@ -50,7 +50,8 @@ void eNdfIndex::SetGID(const ueglobal_addr_t& gid)
     m_bOpen = 0;
 }
 
-unsigned char eNdfIndex::GetRoot()
+unsigned char eNdfIndex::ReadRootPairs(ueglobal_addr_t& child, unsigned int& childCount, ueglobal_addr_t& leaf,
+                                       unsigned int& leafCount)
 {
     if (m_pPool == nullptr)
         return 0;
@@ -64,20 +65,29 @@ unsigned char eNdfIndex::GetRoot()
         return 0;
     unsigned char ok = 0;
     if (m_pPool->GetPage(pid, page, size)) {
+        // The page reader is given the page's real size, so a short page is
+        // never read past its end.
         eNdfPageReader reader;
         reader.SetData(page, size);
         unsigned char* field = nullptr;
         const int length = reader.GetFieldValue(0, 1, field);
         eNdfFeatureIndex block(1);
         if (length > 0 && block.SetBuffer(field, length)) {
-            block.GetChild(m_gidRoot, m_nRootCount);
-            block.GetLeaf(m_gidRootLeaf, m_nRootLeafCount);
-            m_bOpen = 1;
+            block.GetChild(child, childCount);
+            block.GetLeaf(leaf, leafCount);
             ok = 1;
         }
     }
     delete[] page;
     return ok;
+}
+
+unsigned char eNdfIndex::GetRoot()
+{
+    if (!ReadRootPairs(m_gidRoot, m_nRootCount, m_gidRootLeaf, m_nRootLeafCount))
+        return 0;
+    m_bOpen = 1;
+    return 1;
 }
 
 } // namespace Kest

@@ -1,5 +1,9 @@
 #include "Ndf/eNdfPool.h"
 
+#if defined(__unix__) || defined(__APPLE__)
+#include <unistd.h>
+#endif
+
 #include <climits>
 #include <cstring>
 
@@ -17,13 +21,27 @@ using NdfBytes::Get64;
 
 namespace {
 
+// One positioned read. Where the system offers pread it is one call that
+// leaves the stream's buffer alone; otherwise a seek and a read.
 bool ReadAt(std::FILE* fp, std::uint64_t offset, unsigned char* buffer, std::size_t size)
 {
     if (offset > static_cast<std::uint64_t>(LONG_MAX))
         return false;
+#if defined(__unix__) || defined(__APPLE__)
+    const int fd = fileno(fp);
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t n = pread(fd, buffer + done, size - done, static_cast<off_t>(offset + done));
+        if (n <= 0)
+            return false;
+        done += static_cast<std::size_t>(n);
+    }
+    return true;
+#else
     if (std::fseek(fp, static_cast<long>(offset), SEEK_SET) != 0)
         return false;
     return std::fread(buffer, 1, size, fp) == size;
+#endif
 }
 
 } // namespace
@@ -91,6 +109,12 @@ eNdfPool::File* eNdfPool::OpenFile(std::uint16_t id)
              file.tableOffset >= kFileHeaderSize && file.tableOffset <= (std::uint64_t(1) << 62) &&
              tableEnd <= static_cast<std::uint64_t>(length);
     }
+    // The page table is kept in memory (12 bytes a page), so that loading a
+    // page is one read. Its entries are checked when they are used.
+    if (ok) {
+        file.table.resize(std::size_t(file.pageCount) * kTableEntrySize);
+        ok = file.table.empty() || ReadAt(fp, file.tableOffset, file.table.data(), file.table.size());
+    }
     if (!ok) {
         std::fclose(fp);
         return nullptr;
@@ -104,9 +128,7 @@ eNdfPool::PageRef eNdfPool::Load(const ueaddr_t& page)
     File* file = OpenFile(page.nFile);
     if (file == nullptr || page.nPage >= file->pageCount)
         return nullptr;
-    unsigned char entry[kTableEntrySize];
-    if (!ReadAt(file->fp, file->tableOffset + std::uint64_t(page.nPage) * kTableEntrySize, entry, sizeof entry))
-        return nullptr;
+    const unsigned char* entry = file->table.data() + std::size_t(page.nPage) * kTableEntrySize;
     const std::uint64_t offset = Get64(entry);
     const std::uint32_t size = Get32(entry + 8);
     if (size < kPageHeaderSize || size > kMaxPageSize || offset < kFileHeaderSize ||

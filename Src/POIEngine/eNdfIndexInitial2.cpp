@@ -1,11 +1,9 @@
 #include "POIEngine/eNdfIndexInitial2.h"
 
 #include <cstring>
-#include <new>
 
 #include "Ndf/NdfBytes.h"
 #include "Ndf/eNdfFeatureIndex.h"
-#include "Ndf/eNdfPageReader.h"
 #include "Ndf/eNdfPool.h"
 
 namespace Kest {
@@ -55,34 +53,11 @@ bool eNdfIndexInitial2::PassesFilter(unsigned short code) const
 
 unsigned char eNdfIndexInitial2::GetRoot()
 {
-    if (m_pPool == nullptr)
+    // The root's child is the letter trie, its leaf the district tree.
+    if (!ReadRootPairs(m_gidRoot, m_nRootCount, m_gidDistrictRoot, m_nDistrictRootCount))
         return 0;
-    ueaddr_t pid;
-    GetPid(pid, m_gidIndex);
-    const int size = m_pPool->GetPageSize(pid);
-    if (size <= 0)
-        return 0;
-    unsigned char* page = new (std::nothrow) unsigned char[static_cast<std::size_t>(size)];
-    if (page == nullptr)
-        return 0;
-    unsigned char ok = 0;
-    if (m_pPool->GetPage(pid, page, size)) {
-        // The page reader is given the page's real size, not the largest
-        // page size, so a short page is never read past its end.
-        eNdfPageReader reader;
-        reader.SetData(page, size);
-        unsigned char* field = nullptr;
-        const int length = reader.GetFieldValue(0, 1, field);
-        eNdfFeatureIndex block(1);
-        if (length > 0 && block.SetBuffer(field, length)) {
-            block.GetChild(m_gidRoot, m_nRootCount);
-            block.GetLeaf(m_gidDistrictRoot, m_nDistrictRootCount);
-            m_bOpen = 1;
-            ok = 1;
-        }
-    }
-    delete[] page;
-    return ok;
+    m_bOpen = 1;
+    return 1;
 }
 
 unsigned char eNdfIndexInitial2::Query(const eArray<eString>& keys, eArray<ueglobal_addr_t>& gids,
@@ -346,10 +321,16 @@ int eNdfIndexInitial2::GetNextResult(int count, eArray<ueglobal_addr_t>& gids, e
             unsigned int leafCount = 0, childCount = 0;
             block.GetLeaf(leaf, leafCount);
             block.GetChild(child, childCount);
-            if (leafCount != 0)
+            // A letter marked as listing no POI (field 3, one zero byte)
+            // would add nothing here, so its result run is not read.
+            unsigned char* none = nullptr;
+            const bool empty = rs.GetFieldValue(3, none) == 1 && none[0] == 0;
+            if (leafCount != 0 && !empty)
                 GetResult(gids, nums, leaf, leafCount, false);
             total = gids.GetSize();
-            if (childCount != 0) {
+            // A child lies before its parent in the file; one that does not
+            // would make the walk loop on a corrupt file, so it is dropped.
+            if (childCount != 0 && IsBefore(child, node)) {
                 m_arPendingGids.Add(child);
                 m_arPendingNums.Add(childCount);
             }

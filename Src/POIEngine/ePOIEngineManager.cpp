@@ -24,6 +24,17 @@ enum PoiColumn { kColName = 0, kColLon = 1, kColLat = 2, kColCode = 3, kColArea 
 // The kinds of hits the engine can hold (m_nQueryType).
 enum QueryKind { kPinyinKind = 0, kTextKind = 1, kTelKind = 2, kAddressKind = 3, kAroundKind = 4, kNoKind = 5 };
 
+// The record set's page and element lists of a hit list.
+void SplitHits(const eArray<ueglobal_addr_t>& hits, eArray<ueaddr_t>& pids, eArray<unsigned short>& eids)
+{
+    pids.SetSize(hits.GetSize());
+    eids.SetSize(hits.GetSize());
+    for (int i = 0; i < hits.GetSize(); ++i) {
+        GetPid(pids[i], hits[i]);
+        eids[i] = GetEid(hits[i]);
+    }
+}
+
 bool IsStore(int nType)
 {
     return nType == CONTAINER_FAVORITE || nType == CONTAINER_HISTORY;
@@ -144,12 +155,7 @@ bool ePOIEngineManager::CreateRecordsetTabular(const eArray<ueglobal_addr_t>& hi
     m_pRecordset->SetPool(pool);
     eArray<ueaddr_t> pids;
     eArray<unsigned short> eids;
-    pids.SetSize(hits.GetSize());
-    eids.SetSize(hits.GetSize());
-    for (int i = 0; i < hits.GetSize(); ++i) {
-        GetPid(pids[i], hits[i]);
-        eids[i] = GetEid(hits[i]);
-    }
+    SplitHits(hits, pids, eids);
     m_pRecordset->SetPIDs(pids);
     m_pRecordset->SetEIDs(eids);
     m_pRecordset->SetEIDCounts(counts);
@@ -175,12 +181,7 @@ bool ePOIEngineManager::AppendRecordsetTabular(const eArray<ueglobal_addr_t>& hi
         return false;
     eArray<ueaddr_t> pids;
     eArray<unsigned short> eids;
-    pids.SetSize(hits.GetSize());
-    eids.SetSize(hits.GetSize());
-    for (int i = 0; i < hits.GetSize(); ++i) {
-        GetPid(pids[i], hits[i]);
-        eids[i] = GetEid(hits[i]);
-    }
+    SplitHits(hits, pids, eids);
     m_pRecordset->AppendPIDs(pids);
     m_pRecordset->AppendEIDs(eids);
     m_pRecordset->AppendEIDCounts(counts);
@@ -335,13 +336,8 @@ bool ePOIEngineManager::QueryFromPreByInitial(const char* szText)
     eArray<ueaddr_t> pids;
     eArray<unsigned short> eids;
     eArray<unsigned int> counts;
-    for (int i = 0; i < kept.GetSize(); ++i) {
-        ueaddr_t pid;
-        GetPid(pid, kept[i]);
-        pids.Add(pid);
-        eids.Add(GetEid(kept[i]));
-        counts.Add(1);
-    }
+    SplitHits(kept, pids, eids);
+    counts.Append(1u, kept.GetSize());
     m_pRecordset->Clear();
     m_pRecordset->SetPIDs(pids);
     m_pRecordset->SetEIDs(eids);
