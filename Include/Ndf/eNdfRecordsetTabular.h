@@ -36,6 +36,9 @@ public:
     void SetPIDs(const eArray<ueaddr_t>& pids);
     void SetEIDs(const eArray<unsigned short>& eids);
     void SetEIDCounts(const eArray<unsigned int>& counts);
+    // One run of `count` records from `first`, read from `pool`: the three
+    // lists in one step, as the index readers walk their nodes.
+    void SetRun(eNdfPool* pool, const ueglobal_addr_t& first, unsigned int count);
     void AppendPIDs(const eArray<ueaddr_t>& pids);
     void AppendEIDs(const eArray<unsigned short>& eids);
     void AppendEIDCounts(const eArray<unsigned int>& counts);

@@ -50,7 +50,6 @@ protected:
 
 private:
     bool PassesFilter(unsigned short code) const;
-    void OpenRun(eNdfRecordsetTabular& rs, const ueglobal_addr_t& first, unsigned int count);
 
     ueglobal_addr_t m_gidDistrictRoot{};
     unsigned int m_nDistrictRootCount = 0;
@@ -70,9 +69,6 @@ private:
     // Readers of letter nodes and of result runs, kept to spare allocations.
     eNdfRecordsetTabular m_rsNode;
     eNdfRecordsetTabular m_rsResult;
-    eArray<ueaddr_t> m_arRunPid;
-    eArray<unsigned short> m_arRunEid;
-    eArray<unsigned int> m_arRunCount;
 };
 
 } // namespace Kest

@@ -35,6 +35,18 @@ void eNdfRecordsetTabular::SetEIDCounts(const eArray<unsigned int>& counts)
     ListsChanged(false);
 }
 
+void eNdfRecordsetTabular::SetRun(eNdfPool* pool, const ueglobal_addr_t& first, unsigned int count)
+{
+    m_pPool = pool;
+    m_arPIDs.SetSize(1);
+    m_arEIDs.SetSize(1);
+    m_arEIDCounts.SetSize(1);
+    GetPid(m_arPIDs[0], first);
+    m_arEIDs[0] = GetEid(first);
+    m_arEIDCounts[0] = count;
+    ListsChanged(false);
+}
+
 void eNdfRecordsetTabular::AppendPIDs(const eArray<ueaddr_t>& pids)
 {
     m_arPIDs.Append(pids);

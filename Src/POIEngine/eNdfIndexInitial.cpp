@@ -18,23 +18,6 @@ namespace {
 const char* const kAssertFile = "..\\..\\..\\Src\\POIEngine\\eNdfIndexInitial";
 constexpr int kAssertLine = 460;
 
-// Puts the record set over one node: `count` consecutive records from `node`.
-void OpenNode(eNdfRecordsetTabular& rs, eNdfPool* pool, const ueglobal_addr_t& node, unsigned int count)
-{
-    eArray<ueaddr_t> pids;
-    eArray<unsigned short> eids;
-    eArray<unsigned int> counts;
-    ueaddr_t pid;
-    GetPid(pid, node);
-    pids.Add(pid);
-    eids.Add(GetEid(node));
-    counts.Add(count);
-    rs.SetPool(pool);
-    rs.SetPIDs(pids);
-    rs.SetEIDs(eids);
-    rs.SetEIDCounts(counts);
-}
-
 // Attaches the pointer block in `field` of the current record. False when
 // the field is absent. A block that does not decode reads as empty pairs,
 // as eNdfFeatureIndex gives them.
@@ -210,7 +193,7 @@ int eNdfIndexInitial::GetNextResult(int count, eArray<ueglobal_addr_t>& gids, eA
     std::vector<int> parents(static_cast<std::size_t>(m_arCacheGids.GetSize()), -1);
     eNdfRecordsetTabular rs;
     for (int i = 0; i < m_arCacheGids.GetSize() && i < m_arCacheNums.GetSize(); ++i) {
-        OpenNode(rs, m_pPool, m_arCacheGids[i], m_arCacheNums[i]);
+        rs.SetRun(m_pPool, m_arCacheGids[i], m_arCacheNums[i]);
         for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext()) {
             unsigned char letter = 0;
             eNdfFeatureIndex block(1);
@@ -285,7 +268,7 @@ unsigned char eNdfIndexInitial::QueryDistrict(eArray<ueglobal_addr_t>& gids, eAr
     eNdfRecordsetTabular rs;
     for (int level = 0; level < levels; ++level) {
         const eString& key = keys[level];
-        OpenNode(rs, m_pPool, node, count);
+        rs.SetRun(m_pPool, node, count);
         if (key.CompareNoCase("*") != 0) {
             bool found = false;
             for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext()) {
@@ -336,7 +319,7 @@ unsigned char eNdfIndexInitial::GetBranchs(eArray<eString>& names, eArray<ueglob
                                            unsigned int count)
 {
     eNdfRecordsetTabular rs;
-    OpenNode(rs, m_pPool, node, count);
+    rs.SetRun(m_pPool, node, count);
     for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext()) {
         eString name;
         rs.GetFieldValue(0, name);
@@ -373,7 +356,7 @@ unsigned char eNdfIndexInitial::QueryByPY(eArray<ueglobal_addr_t>& gids, eArray<
             return 0;
         // Letters are sorted by folded byte as signed 8-bit: the first one
         // not below the wanted one is the only candidate.
-        OpenNode(rs, m_pPool, current, currentCount);
+        rs.SetRun(m_pPool, current, currentCount);
         bool reached = false;
         unsigned char stored = 0;
         for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext()) {
@@ -439,7 +422,7 @@ unsigned char eNdfIndexInitial::GetAllLeafs(eArray<ueglobal_addr_t>& gids, eArra
     parents.push_back(-1);
     eNdfRecordsetTabular rs;
     for (int i = 0; i < queueGids.GetSize(); ++i) {
-        OpenNode(rs, m_pPool, queueGids[i], queueNums[static_cast<std::size_t>(i)]);
+        rs.SetRun(m_pPool, queueGids[i], queueNums[static_cast<std::size_t>(i)]);
         for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext()) {
             unsigned char letter = 0;
             eNdfFeatureIndex block(1);
@@ -472,7 +455,7 @@ unsigned char eNdfIndexInitial::GetBranchsName(eArray<eString>& names, const ueg
                                                unsigned int count)
 {
     eNdfRecordsetTabular rs;
-    OpenNode(rs, m_pPool, node, count);
+    rs.SetRun(m_pPool, node, count);
     for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext()) {
         unsigned char letter = 0;
         if (!ReadLetter(rs, letter))

@@ -21,25 +21,9 @@ unsigned char LowerLetter(unsigned char c)
 
 } // namespace
 
-eNdfIndexInitial2::eNdfIndexInitial2()
-{
-    m_arRunPid.SetSize(1);
-    m_arRunEid.SetSize(1);
-    m_arRunCount.SetSize(1);
-}
+eNdfIndexInitial2::eNdfIndexInitial2() = default;
 
 eNdfIndexInitial2::~eNdfIndexInitial2() = default;
-
-void eNdfIndexInitial2::OpenRun(eNdfRecordsetTabular& rs, const ueglobal_addr_t& first, unsigned int count)
-{
-    GetPid(m_arRunPid[0], first);
-    m_arRunEid[0] = GetEid(first);
-    m_arRunCount[0] = count;
-    rs.SetPool(m_pPool);
-    rs.SetPIDs(m_arRunPid);
-    rs.SetEIDs(m_arRunEid);
-    rs.SetEIDCounts(m_arRunCount);
-}
 
 bool eNdfIndexInitial2::PassesFilter(unsigned short code) const
 {
@@ -115,7 +99,7 @@ unsigned char eNdfIndexInitial2::QueryDistrict(eArray<ueglobal_addr_t>& gids, eA
         eArray<ueglobal_addr_t> next;
         eArray<unsigned int> nextNums;
         for (int n = 0; n < level.GetSize(); ++n) {
-            OpenRun(m_rsNode, level[n], levelNums[n]);
+            m_rsNode.SetRun(m_pPool, level[n], levelNums[n]);
             for (m_rsNode.MoveFirst(); !m_rsNode.IsEOF(); m_rsNode.MoveNext()) {
                 eString name;
                 m_rsNode.GetFieldValue(0, name);
@@ -179,7 +163,7 @@ unsigned char eNdfIndexInitial2::QueryByPY(eArray<ueglobal_addr_t>& gids, eArray
         if (nodeCount == 0)
             return 0;
         ++m_nWalkNodeReads;
-        OpenRun(m_rsNode, node, nodeCount);
+        m_rsNode.SetRun(m_pPool, node, nodeCount);
         bool found = false;
         for (m_rsNode.MoveFirst(); !m_rsNode.IsEOF(); m_rsNode.MoveNext()) {
             unsigned char* letter = nullptr;
@@ -221,7 +205,7 @@ unsigned char eNdfIndexInitial2::QueryByPY(eArray<ueglobal_addr_t>& gids, eArray
 unsigned char eNdfIndexInitial2::GetResult(eArray<ueglobal_addr_t>& gids, eArray<unsigned int>& nums,
                                            const ueglobal_addr_t& leafAddr, unsigned int leafCount, bool count)
 {
-    OpenRun(m_rsResult, leafAddr, leafCount);
+    m_rsResult.SetRun(m_pPool, leafAddr, leafCount);
     for (m_rsResult.MoveFirst(); !m_rsResult.IsEOF(); m_rsResult.MoveNext()) {
         unsigned char* head = nullptr;
         if (m_rsResult.GetFieldValue(0, head) != kResultHeadSize)
@@ -249,7 +233,7 @@ unsigned char eNdfIndexInitial2::GetResult(eArray<ueglobal_addr_t>& gids, eArray
 
 unsigned char eNdfIndexInitial2::HasResult(const ueglobal_addr_t& leafAddr, unsigned int leafCount)
 {
-    OpenRun(m_rsResult, leafAddr, leafCount);
+    m_rsResult.SetRun(m_pPool, leafAddr, leafCount);
     for (m_rsResult.MoveFirst(); !m_rsResult.IsEOF(); m_rsResult.MoveNext()) {
         unsigned char* head = nullptr;
         if (m_rsResult.GetFieldValue(0, head) != kResultHeadSize || !PassesFilter(NdfBytes::Get16(head)))
@@ -267,7 +251,7 @@ unsigned char eNdfIndexInitial2::HasResult(const ueglobal_addr_t& leafAddr, unsi
 unsigned char eNdfIndexInitial2::GetBranchsKey(eArray<eString>& names, const ueglobal_addr_t& node,
                                                unsigned int count)
 {
-    OpenRun(m_rsNode, node, count);
+    m_rsNode.SetRun(m_pPool, node, count);
     for (m_rsNode.MoveFirst(); !m_rsNode.IsEOF(); m_rsNode.MoveNext()) {
         unsigned char* letter = nullptr;
         if (m_rsNode.GetFieldValue(0, letter) <= 0)
@@ -307,7 +291,7 @@ int eNdfIndexInitial2::GetNextResult(int count, eArray<ueglobal_addr_t>& gids, e
         const ueglobal_addr_t node = m_arPendingGids[q];
         const unsigned int nodeCount = m_arPendingNums[q];
         eNdfRecordsetTabular& rs = m_rsNode;
-        OpenRun(rs, node, nodeCount);
+        rs.SetRun(m_pPool, node, nodeCount);
         for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext()) {
             unsigned char* letter = nullptr;
             unsigned char* value = nullptr;
