@@ -10,6 +10,8 @@
 #include "Ndf/eNdfPool.h"
 #include "Ndf/eNdfRecordsetTabular.h"
 
+#include "DistrictTree.h"
+
 namespace Kest {
 
 namespace {
@@ -49,20 +51,6 @@ bool ReadDeeperCount(eNdfRecordsetTabular& rs, unsigned int& deeper)
     if (rs.GetFieldValue(2, value) != 4)
         return false;
     std::memcpy(&deeper, value, 4);
-    return true;
-}
-
-// The child pair of a district record: field 1 exactly 4 bytes (the count),
-// field 2 exactly 8 bytes (the address). False for any other length.
-bool ReadDistrictChild(eNdfRecordsetTabular& rs, ueglobal_addr_t& gid, unsigned int& count)
-{
-    unsigned char* value = nullptr;
-    if (rs.GetFieldValue(1, value) != 4)
-        return false;
-    std::memcpy(&count, value, 4);
-    if (rs.GetFieldValue(2, value) != 8)
-        return false;
-    std::memcpy(&gid, value, 8);
     return true;
 }
 
@@ -234,104 +222,14 @@ void eNdfIndexInitial::ClearCache()
 unsigned char eNdfIndexInitial::QueryDistrict(eArray<ueglobal_addr_t>& gids, eArray<unsigned int>& nums,
                                               const eArray<eString>& keys)
 {
-    if (keys.GetSize() == 0) {
-        gids.Add(m_gidRoot);
-        nums.Add(m_nRootCount);
-        return 1;
-    }
-    if (keys.GetSize() == 1 && keys[0].CompareNoCase("*") != 0) {
-        // A single level is matched by the whole name, case-sensitively.
-        eArray<eString> branchNames;
-        eArray<ueglobal_addr_t> branchGids;
-        eArray<unsigned int> branchNums;
-        if (!GetBranchs(branchNames, branchGids, branchNums, m_gidRoot, m_nRootCount))
-            return 0;
-        if (keys[0].IsEmpty()) {
-            gids.Append(branchGids);
-            nums.Append(branchNums);
-            return 1;
-        }
-        for (int i = 0; i < branchNames.GetSize(); ++i) {
-            if (branchNames[i] == keys[0]) {
-                gids.Add(branchGids[i]);
-                nums.Add(branchNums[i]);
-                return 1;
-            }
-        }
-        return 0;
-    }
-
-    // Province, then city, each matched by substring (or "*" for all).
-    const int levels = std::min(keys.GetSize(), 2);
-    ueglobal_addr_t node = m_gidRoot;
-    unsigned int count = m_nRootCount;
-    eNdfRecordsetTabular rs;
-    for (int level = 0; level < levels; ++level) {
-        const eString& key = keys[level];
-        rs.SetRun(m_pPool, node, count);
-        if (key.CompareNoCase("*") != 0) {
-            bool found = false;
-            for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext()) {
-                eString name;
-                rs.GetFieldValue(0, name);
-                if (name.Find(key.Cstr()) == -1)
-                    continue;
-                ueglobal_addr_t child{};
-                unsigned int childCount = 0;
-                if (!ReadDistrictChild(rs, child, childCount))
-                    return 0;
-                if (level == 0) {
-                    node = child;
-                    count = childCount;
-                } else {
-                    gids.Add(child);
-                    nums.Add(childCount);
-                }
-                found = true;
-                break;
-            }
-            if (!found)
-                return 0;
-            continue;
-        }
-        for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext()) {
-            ueglobal_addr_t child{};
-            unsigned int childCount = 0;
-            if (!ReadDistrictChild(rs, child, childCount))
-                return 0;
-            if (level == 0) {
-                eArray<eString> branchNames;
-                if (!GetBranchs(branchNames, gids, nums, child, childCount))
-                    return 0;
-            } else {
-                gids.Add(child);
-                nums.Add(childCount);
-            }
-        }
-        if (level == 0)
-            break; // every city of every province is listed; a second key is not used
-    }
-    return 1;
+    return DistrictTree::Resolve(m_pPool, m_gidRoot, m_nRootCount, keys, gids, nums);
 }
 
 unsigned char eNdfIndexInitial::GetBranchs(eArray<eString>& names, eArray<ueglobal_addr_t>& gids,
                                            eArray<unsigned int>& nums, const ueglobal_addr_t& node,
                                            unsigned int count)
 {
-    eNdfRecordsetTabular rs;
-    rs.SetRun(m_pPool, node, count);
-    for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext()) {
-        eString name;
-        rs.GetFieldValue(0, name);
-        ueglobal_addr_t child{};
-        unsigned int childCount = 0;
-        if (!ReadDistrictChild(rs, child, childCount))
-            return 0;
-        names.Add(name);
-        nums.Add(childCount);
-        gids.Add(child);
-    }
-    return 1;
+    return DistrictTree::ListBranches(m_pPool, names, gids, nums, node, count);
 }
 
 unsigned char eNdfIndexInitial::QueryByPY(eArray<ueglobal_addr_t>& gids, eArray<unsigned int>& nums,
