@@ -36,6 +36,8 @@ public:
     static constexpr int kPageStep = 5;
     // File number of a data set's pinyin-initial index: the city plus this.
     static constexpr int kInitialFileBase = 100;
+    // File number of a data set's full-text index: the city plus this.
+    static constexpr int kFullTextFileBase = 200;
 
     ePOIEngineManager();
     ~ePOIEngineManager();
@@ -69,6 +71,17 @@ public:
                         char*& szNextLetters, int& nNextCount);
     // Keeps the current hits whose initials begin with `szText`.
     bool QueryFromPreByInitial(const char* szText);
+
+    // ---- Search by Chinese text ----
+    // Keys: none (0), a province (1), or province, city and the text (2 or
+    // 3). Half-width digits and letters in the text are searched in the
+    // forms the data writes them (full-width, and Chinese numerals for
+    // digits). At most kFirstBatch hits; there is no paging.
+    bool QueryByFullText(int nKeyCount, int nCity, const char* szKey1, const char* szKey2, const char* szKey3);
+    // Keeps the current hits whose names contain every word of `szText`
+    // (words split at half-width or full-width spaces), each first found at
+    // an even byte position.
+    bool QueryFromPreByFullText(const char* szText);
 
     // ---- The user store, passed through (1 favourites, 2 history) ----
     int AddPOI(int nType, const ePoiInfo& info);

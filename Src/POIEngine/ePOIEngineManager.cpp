@@ -1,5 +1,6 @@
 #include "POIEngine/ePOIEngineManager.h"
 
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -12,6 +13,7 @@
 #include "POIEngine/PinyinHelpers.h"
 #include "POIEngine/eDictionary.h"
 #include "POIEngine/eNdfIndexInitial2.h"
+#include "POIEngine/eNdfIndexSegFullText.h"
 #include "POIEngine/ePOIEngineContainer.h"
 
 namespace Kest {
@@ -331,6 +333,123 @@ bool ePOIEngineManager::QueryFromPreByInitial(const char* szText)
         if (initials[0] == '\0')
             continue;
         if (std::strncmp(initials.get(), upper.Cstr(), length) == 0)
+            kept.Add(m_pRecordset->GetGID());
+    }
+    eArray<ueaddr_t> pids;
+    eArray<unsigned short> eids;
+    eArray<unsigned int> counts;
+    SplitHits(kept, pids, eids);
+    counts.Append(1u, kept.GetSize());
+    m_pRecordset->Clear();
+    m_pRecordset->SetPIDs(pids);
+    m_pRecordset->SetEIDs(eids);
+    m_pRecordset->SetEIDCounts(counts);
+    return true;
+}
+
+// ---- Search by Chinese text ----
+
+bool ePOIEngineManager::QueryByFullText(int nKeyCount, int nCity, const char* szKey1, const char* szKey2,
+                                        const char* szKey3)
+{
+    if (nKeyCount > 3)
+        return false;
+    m_nQueryType = kTextKind;
+    eString directory;
+    directory.Format("%s/POI/", m_strPoiPath.Cstr());
+    if (!PreparePool(directory))
+        return false;
+    if (m_pIndexFullText == nullptr) {
+        m_pIndexFullText = new (std::nothrow) eNdfIndexSegFullText;
+        if (m_pIndexFullText == nullptr)
+            return false;
+    }
+    if (OpenIndex(*m_pIndexFullText, directory, nCity + kFullTextFileBase) == kIndexFailed)
+        return false;
+
+    eArray<eString> keys;
+    if (nKeyCount >= 1)
+        keys.Add(eString(szKey1 != nullptr ? szKey1 : ""));
+    if (nKeyCount >= 2) {
+        keys.Add(eString(szKey2 != nullptr ? szKey2 : ""));
+        // The text is searched in the forms the data writes: full-width
+        // letters, and for digits full-width digits and Chinese numerals
+        // (the typed half-width digits themselves are not searched).
+        const char* text = szKey3 != nullptr ? szKey3 : "";
+        bool letter = false;
+        bool digit = false;
+        for (const unsigned char* p = reinterpret_cast<const unsigned char*>(text); *p != 0;) {
+            if (*p >= 0x80) {
+                p += p[1] != 0 ? 2 : 1;
+                continue;
+            }
+            letter = letter || std::isalpha(*p) != 0;
+            digit = digit || (std::isalnum(*p) != 0 && std::isalpha(*p) == 0);
+            ++p;
+        }
+        eString copy(text);
+        if (letter)
+            copy = ToFullWidthLetters(copy.Cstr());
+        if (digit) {
+            keys.Add(ToFullWidthDigits(copy.Cstr()));
+            keys.Add(ToChineseDigits(copy.Cstr()));
+        } else {
+            keys.Add(copy);
+        }
+    }
+    eArray<ueglobal_addr_t> hits;
+    eArray<unsigned int> counts;
+    eArray<eString> names;
+    if (!m_pIndexFullText->Query(keys, hits, counts, names))
+        return false;
+    // No paging here: hits past the first batch are dropped.
+    if (hits.GetSize() > kFirstBatch) {
+        hits.SetSize(kFirstBatch);
+        counts.SetSize(kFirstBatch);
+    }
+    return CreateRecordsetTabular(hits, counts, m_pPool, names);
+}
+
+bool ePOIEngineManager::QueryFromPreByFullText(const char* szText)
+{
+    if (m_pRecordset == nullptr)
+        return false;
+    eString text(szText != nullptr ? szText : "");
+    text.TrimLeft(' ');
+    text.TrimRight(' ');
+    if (text.IsEmpty())
+        return false;
+    // Words at half-width spaces; a part without one is cut at full-width
+    // spaces.
+    static const char kFullWidthSpace[] = "\xA1\xA1";
+    eArray<eString> words;
+    for (;;) {
+        int at = text.Find(' ');
+        int skip = 1;
+        if (at < 0) {
+            at = text.Find(kFullWidthSpace);
+            skip = 2;
+        }
+        if (at < 0)
+            break;
+        words.Add(text.Left(at));
+        text = text.Mid(at + skip);
+        text.TrimLeft(' ');
+    }
+    words.Add(text);
+
+    // A word counts only where it is first found, and only at an even byte
+    // position (a match that straddles two characters is refused).
+    eArray<ueglobal_addr_t> kept;
+    for (m_pRecordset->MoveFirst(); !m_pRecordset->IsEOF(); m_pRecordset->MoveNext()) {
+        eString name;
+        m_pRecordset->GetFieldValue(kColName, name);
+        bool all = true;
+        for (int i = 0; i < words.GetSize() && all; ++i) {
+            const int at = name.Find(words[i].Cstr());
+            all = at >= 0 && at % 2 == 0;
+        }
+        if (all)
             kept.Add(m_pRecordset->GetGID());
     }
     eArray<ueaddr_t> pids;

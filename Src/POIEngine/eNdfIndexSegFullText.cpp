@@ -1,0 +1,275 @@
+#include "POIEngine/eNdfIndexSegFullText.h"
+
+#include <algorithm>
+#include <cstring>
+#include <numeric>
+#include <unordered_map>
+#include <vector>
+
+#include "Ndf/NdfBytes.h"
+#include "Ndf/eNdfPool.h"
+#include "Ndf/eNdfRecordsetTabular.h"
+#include "POIEngine/eDictionary.h"
+
+#include "DistrictTree.h"
+
+namespace Kest {
+
+namespace {
+
+// The file the dictionary is loaded from, in the index's directory.
+const char* const kDictFile = "CoreDict.dct";
+
+// Word table and posting fields.
+enum { kWordKey = 0, kWordPostingCount = 1, kWordPostings = 2 };
+enum { kPostingPos = 2, kPostingPoi = 3 };
+
+bool ReadInt(eNdfRecordsetTabular& rs, int field, int& value)
+{
+    unsigned char* bytes = nullptr;
+    if (rs.GetFieldValue(field, bytes) != 4)
+        return false;
+    value = static_cast<int>(NdfBytes::Get32(bytes));
+    return true;
+}
+
+bool ReadAddr(eNdfRecordsetTabular& rs, int field, ueglobal_addr_t& addr)
+{
+    unsigned char* bytes = nullptr;
+    if (rs.GetFieldValue(field, bytes) != 8)
+        return false;
+    std::memcpy(&addr, bytes, sizeof addr);
+    return true;
+}
+
+std::uint64_t AddrKey(const ueglobal_addr_t& a)
+{
+    return (static_cast<std::uint64_t>(a.page.nFile) << 48) | (static_cast<std::uint64_t>(a.page.nPage) << 16) |
+           a.nElement;
+}
+
+} // namespace
+
+eNdfIndexSegFullText::eNdfIndexSegFullText()
+{
+    m_MMSeg.SetDict(eDictionary::GetInstance());
+}
+
+eNdfIndexSegFullText::~eNdfIndexSegFullText() = default;
+
+eNdfIndex::IndexType eNdfIndexSegFullText::GetType()
+{
+    return NDF_INDEX_FULLTEXT;
+}
+
+unsigned char eNdfIndexSegFullText::Query(const eArray<eString>& texts, eArray<ueglobal_addr_t>& addrs,
+                                          eArray<unsigned int>& scores, eArray<eString>& names)
+{
+    if (!IsOpen() && !GetRoot())
+        return 0;
+    addrs.RemoveAll();
+    scores.RemoveAll();
+    names.RemoveAll();
+
+    eArray<eString> districtKeys;
+    for (int i = 0; i < texts.GetSize() && i < 2; ++i)
+        districtKeys.Add(texts[i]);
+    eArray<ueglobal_addr_t> districts;
+    eArray<unsigned int> infos;
+    const bool found = DistrictTree::Resolve(m_pPool, m_gidRoot, m_nRootCount, districtKeys, districts, infos) != 0;
+    if (texts.GetSize() < 2) {
+        addrs.Append(districts);
+        scores.Append(infos);
+        return found ? 1 : 0;
+    }
+    eArray<eString> keywords;
+    for (int i = 2; i < texts.GetSize(); ++i)
+        keywords.Add(texts[i]);
+    eArray<int> ranks;
+    for (int d = 0; d < districts.GetSize() && d < infos.GetSize(); ++d) {
+        QueryByText(addrs, scores, ranks, names, districts[d], infos[d], keywords);
+        if (addrs.GetSize() >= 100)
+            break;
+    }
+    SortResult(addrs, scores, ranks);
+    return found ? 1 : 0;
+}
+
+unsigned char eNdfIndexSegFullText::QueryByText(eArray<ueglobal_addr_t>& addrs, eArray<unsigned int>& scores,
+                                                eArray<int>& ranks, eArray<eString>& /*names*/,
+                                                ueglobal_addr_t& district, unsigned int& districtInfo,
+                                                const eArray<eString>& keywords)
+{
+    if (keywords.GetSize() == 0)
+        return 0;
+    eDictionary& dict = eDictionary::GetInstance();
+    for (int k = 0; k < keywords.GetSize(); ++k) {
+        eString keyword = keywords[k];
+        eArray<eString> pieces;
+        if (!dict.PreStand(keyword, pieces))
+            return 0;
+        if (!dict.isLoaded()) {
+            eString path;
+            path.Format("%s%s", m_strDataPath.Cstr(), kDictFile);
+            dict.Load(path.Cstr(), false);
+        }
+        m_bLoose = pieces.GetSize() > 1;
+        m_arHitGids.RemoveAll();
+        m_arHitPos.RemoveAll();
+        m_arHitFlag.RemoveAll();
+        m_arHitLen.RemoveAll();
+        for (int p = 0; p < pieces.GetSize(); ++p) {
+            if (p == 0)
+                m_nWordCount = 0;
+            eString seg = m_MMSeg.SegmentHzStrMM(pieces[p]);
+            eArray<eString> words;
+            m_MMSeg.GetAdressSeg(seg, words);
+            for (int w = 0; w < words.GetSize(); ++w) {
+                int slot = 0;
+                int index = 0;
+                if (!dict.GetWordIndex(words[w], slot, index))
+                    continue; // a word the dictionary does not know does not narrow the search
+                if (!DoQuery(words[w], slot, index, district, districtInfo))
+                    return 0;
+            }
+        }
+        if (addrs.GetSize() >= 100)
+            return 1;
+        addrs.Append(m_arHitGids);
+        scores.Append(1u, m_arHitGids.GetSize());
+        ranks.Append(m_arHitPos);
+    }
+    return 1;
+}
+
+bool eNdfIndexSegFullText::FindWord(int key, const ueglobal_addr_t& district, unsigned int districtInfo,
+                                    ueglobal_addr_t& postings, unsigned int& postingCount)
+{
+    // The table is in ascending key order, so a binary search finds the same
+    // record as a scan from the first record that skips smaller keys and
+    // stops at the first greater one. A record without an integer key makes
+    // the search fall back to that scan, which skips it.
+    eNdfRecordsetTabular rs;
+    rs.SetRun(m_pPool, district, districtInfo);
+    const int count = rs.GetRecordCount();
+    int low = 0;
+    int high = count;
+    bool scan = false;
+    while (low < high) {
+        const int mid = low + (high - low) / 2;
+        int value = 0;
+        if (!rs.MoveTo(mid) || !ReadInt(rs, kWordKey, value)) {
+            scan = true;
+            break;
+        }
+        if (value < key)
+            low = mid + 1;
+        else
+            high = mid;
+    }
+    for (bool ok = scan ? rs.MoveFirst() : rs.MoveTo(low); ok && !rs.IsEOF(); ok = rs.MoveNext()) {
+        int value = 0;
+        if (!ReadInt(rs, kWordKey, value) || value < key)
+            continue;
+        if (value > key)
+            return false;
+        int used = 0;
+        if (!ReadInt(rs, kWordPostingCount, used) || used < 0)
+            continue; // a record not to be used
+        if (!ReadAddr(rs, kWordPostings, postings))
+            return false;
+        postingCount = static_cast<unsigned int>(used);
+        return true;
+    }
+    return false;
+}
+
+unsigned char eNdfIndexSegFullText::DoQuery(const eString& word, int slot, int index, ueglobal_addr_t& district,
+                                            unsigned int& districtInfo)
+{
+    const int key = index == -1 ? slot * 10000 - 1 : slot * 10000 + index;
+    ueglobal_addr_t postings{};
+    unsigned int postingCount = 0;
+    if (!FindWord(key, district, districtInfo, postings, postingCount))
+        return 0;
+
+    const int n = m_arHitGids.GetSize();
+    const int length = word.GetLength();
+    // The first n hits by address, each list ascending, so that the hits of
+    // one posting are visited in list order as a plain scan would.
+    std::unordered_map<std::uint64_t, std::vector<int>> byAddr;
+    for (int i = 0; i < n; ++i)
+        byAddr[AddrKey(m_arHitGids[i])].push_back(i);
+
+    eNdfRecordsetTabular rs;
+    rs.SetRun(m_pPool, postings, postingCount);
+    if (postingCount > 0 && !rs.MoveFirst())
+        return 0; // the posting table cannot be read
+    for (; !rs.IsEOF(); rs.MoveNext()) {
+        int pos = 0;
+        ueglobal_addr_t addr{};
+        if (!ReadInt(rs, kPostingPos, pos) || !ReadAddr(rs, kPostingPoi, addr))
+            return 0;
+        if (n == 0) {
+            m_arHitGids.Add(addr);
+            m_arHitPos.Add(pos);
+            m_arHitFlag.Add(0);
+            m_arHitLen.Add(length);
+            continue;
+        }
+        const auto found = byAddr.find(AddrKey(addr));
+        if (found == byAddr.end())
+            continue;
+        for (int i : found->second) {
+            if (m_bLoose) {
+                m_arHitFlag[i] = 1;
+            } else if (pos == m_arHitPos[i] + m_arHitLen[i]) {
+                m_arHitPos[i] = pos;
+                m_arHitLen[i] = length;
+                m_arHitFlag[i] = 1;
+            }
+        }
+    }
+    ++m_nWordCount;
+    // Of the first n hits the marked ones stay (unmarked again) and the others
+    // go; compacting in one pass leaves the same list as removing them one
+    // by one from the last to the first.
+    int kept = 0;
+    for (int i = 0; i < m_arHitGids.GetSize(); ++i) {
+        if (i < n && m_arHitFlag[i] == 0)
+            continue;
+        m_arHitGids[kept] = m_arHitGids[i];
+        m_arHitPos[kept] = m_arHitPos[i];
+        m_arHitFlag[kept] = i < n ? 0 : m_arHitFlag[i];
+        m_arHitLen[kept] = m_arHitLen[i];
+        ++kept;
+    }
+    m_arHitGids.SetSize(kept);
+    m_arHitPos.SetSize(kept);
+    m_arHitFlag.SetSize(kept);
+    m_arHitLen.SetSize(kept);
+    if (m_nWordCount > 1 && m_arHitGids.GetSize() == 0)
+        return 0;
+    return 1;
+}
+
+void eNdfIndexSegFullText::SortResult(eArray<ueglobal_addr_t>& addrs, eArray<unsigned int>& /*scores*/,
+                                      eArray<int>& ranks)
+{
+    // A bubble sort that swaps neighbours only when the left rank is greater
+    // is a stable sort by rank; std::stable_sort gives the same order.
+    const int n = std::min(addrs.GetSize(), ranks.GetSize());
+    std::vector<int> order(static_cast<std::size_t>(n));
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return ranks[a] < ranks[b]; });
+    eArray<ueglobal_addr_t> sortedAddrs(addrs);
+    eArray<int> sortedRanks(ranks);
+    for (int i = 0; i < n; ++i) {
+        sortedAddrs[i] = addrs[order[static_cast<std::size_t>(i)]];
+        sortedRanks[i] = ranks[order[static_cast<std::size_t>(i)]];
+    }
+    addrs = sortedAddrs;
+    ranks = sortedRanks;
+}
+
+} // namespace Kest
