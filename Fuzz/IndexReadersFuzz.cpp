@@ -1,4 +1,5 @@
-// Fuzzes both readers of the pinyin-initial index on records of any content.
+// Fuzzes the readers of the pinyin-initial indexes (both forms) and of the
+// full-text index on records of any content.
 //
 // The input is not a file but a list of records, which the harness writes
 // with the real page-file writer (so checksums and page structure are always
@@ -23,6 +24,7 @@
 #include "Ndf/eNdfPool.h"
 #include "POIEngine/eNdfIndexInitial.h"
 #include "POIEngine/eNdfIndexInitial2.h"
+#include "POIEngine/eNdfIndexSegFullText.h"
 
 using namespace Kest;
 
@@ -45,12 +47,35 @@ void Ask(eNdfIndexInitial& index, const std::vector<const char*>& keyList)
     }
 }
 
-void Run(eNdfIndexInitial& index, eNdfPool& pool, int depth)
+void Open(eNdfIndex& index, eNdfPool& pool, int depth)
 {
     index.SetGID(MakeGlobalAddr(kFile, 0, 0));
     index.SetDepth(depth);
     index.SetDataPath(eString(s_dir.c_str()));
     index.SetPool(&pool);
+}
+
+// Words of the text search: without "CoreDict.dct" in the directory every
+// word is keyed as a lone character, which is enough to reach the tables.
+void RunText(eNdfIndexSegFullText& index, eNdfPool& pool)
+{
+    Open(index, pool, 0);
+    const std::vector<std::vector<const char*>> queries = {
+        {}, {"p"}, {"*", "*", "\xB1\xB1\xBE\xA9"}, {"p", "c", "\xB1\xB1 \xBE\xA9", "\xA3\xB3"}, {"*", "*", "(x"}};
+    for (const auto& q : queries) {
+        eArray<eString> keys;
+        for (const char* k : q)
+            keys.Add(eString(k));
+        eArray<ueglobal_addr_t> gids;
+        eArray<unsigned int> nums;
+        eArray<eString> names;
+        index.Query(keys, gids, nums, names);
+    }
+}
+
+void Run(eNdfIndexInitial& index, eNdfPool& pool, int depth)
+{
+    Open(index, pool, depth);
     const std::vector<std::vector<const char*>> queries = {
         {}, {"p"}, {"*"}, {"*", "*", "A"}, {"p", "c", "AB"}, {"*", "c", "zh"}, {"*", "*", "A\xB1\xB1"}, {"", "", ""}};
     for (const auto& q : queries)
@@ -104,5 +129,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Run(first1, pool, depth);
     eNdfIndexInitial2 second;
     Run(second, pool, depth);
+    eNdfIndexSegFullText text;
+    RunText(text, pool);
     return 0;
 }
