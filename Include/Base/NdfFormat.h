@@ -97,6 +97,9 @@ constexpr std::uint16_t kPoiStoreFileId = 1;
 // Its pages are small: a hit is one record read at random, and a page is read
 // and checked whole, so a small page makes each fetch cheap.
 constexpr std::uint32_t kPoiStorePageSize = 1024;
+// File numbers of a data set's indexes: the data set plus these.
+constexpr int kInitialFileBase = 100;
+constexpr int kFullTextFileBase = 200;
 // Letters of initials an index resolves unless its writer is told otherwise.
 constexpr int kInitialDefaultDepth = 10;
 // A result record of the second form counts at most this many further POIs

@@ -2,6 +2,7 @@
 
 #include "Admin/eAdminIndex.h"
 #include "Base/KestExport.h"
+#include "Base/NdfFormat.h"
 #include "Base/eArray.h"
 #include "Base/ePoiInfo.h"
 #include "Base/eString.h"
@@ -35,9 +36,9 @@ public:
     static constexpr int kFirstBatch = 100;
     static constexpr int kPageStep = 5;
     // File number of a data set's pinyin-initial index: the city plus this.
-    static constexpr int kInitialFileBase = 100;
+    static constexpr int kInitialFileBase = NdfFormat::kInitialFileBase;
     // File number of a data set's full-text index: the city plus this.
-    static constexpr int kFullTextFileBase = 200;
+    static constexpr int kFullTextFileBase = NdfFormat::kFullTextFileBase;
 
     ePOIEngineManager();
     ~ePOIEngineManager();

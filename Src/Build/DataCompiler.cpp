@@ -17,8 +17,10 @@
 #include "Build/GbkCodec.h"
 #include "Build/Initial2IndexWriter.h"
 #include "Build/PoiStoreWriter.h"
+#include "Build/SegFullTextIndexWriter.h"
 #include "Build/SourceText.h"
 #include "Build/StagingDirectory.h"
+#include "POIEngine/eDictionary.h"
 
 namespace Kest {
 namespace fs = std::filesystem;
@@ -291,7 +293,7 @@ bool DataCompiler::WriteOutput(const std::string& dir)
     if (ec)
         return Fail("cannot create '" + poiDir + "Around': " + ec.message());
     return WritePoiStore(poiDir) && WriteAdminIndex(poiDir) && WriteCategories(poiDir) && WriteDataSets(poiDir) &&
-           WriteDictionary(poiDir) && WriteInitialIndexes(poiDir);
+           WriteDictionary(poiDir) && WriteInitialIndexes(poiDir) && WriteFullTextIndexes(poiDir);
 }
 
 bool DataCompiler::WritePoiStore(const std::string& dir)
@@ -441,7 +443,7 @@ bool DataCompiler::WriteInitialIndexes(const std::string& dir)
     for (std::size_t p = 0; p < provinces.size(); ++p) {
         if (Cancelled())
             return Fail("interrupted");
-        const auto fileId = static_cast<std::uint16_t>(100 + provinces[p].dataSet);
+        const auto fileId = static_cast<std::uint16_t>(NdfFormat::kInitialFileBase + provinces[p].dataSet);
         Initial2IndexWriter writer(fileId);
         for (int c : provinces[p].cities)
             writer.AddDistrict(m_gbkProvinces[p], m_gbkCities[static_cast<std::size_t>(c)],
@@ -460,6 +462,45 @@ bool DataCompiler::WriteInitialIndexes(const std::string& dir)
             return Fail(path + ": " + writer.GetError());
     }
     return true;
+}
+
+bool DataCompiler::WriteFullTextIndexes(const std::string& dir)
+{
+    if (!Phase("writing the full-text indexes (" + std::to_string(m_gazetteer.Provinces().size()) + " data sets)"))
+        return false;
+    // Names are cut into words with the dictionary just written, the one the
+    // engine loads from the same directory.
+    eDictionary& dict = eDictionary::GetInstance();
+    dict.UnLoad();
+    const std::string dictPath = dir + "CoreDict.dct";
+    if (!dict.Load(dictPath.c_str(), false))
+        return Fail(dictPath + ": cannot be read back");
+    const auto& provinces = m_gazetteer.Provinces();
+    const auto& cities = m_gazetteer.Cities();
+    const auto& counties = m_gazetteer.Counties();
+    bool ok = true;
+    std::size_t next = 0; // the store is sorted by province: each province is one run of m_pois
+    for (std::size_t p = 0; p < provinces.size() && ok; ++p) {
+        if (Cancelled()) {
+            ok = Fail("interrupted");
+            break;
+        }
+        const auto fileId = static_cast<std::uint16_t>(NdfFormat::kFullTextFileBase + provinces[p].dataSet);
+        SegFullTextIndexWriter writer(fileId);
+        for (; next < m_pois.size(); ++next) {
+            const int c = counties[static_cast<std::size_t>(m_pois[next].county)].city;
+            if (static_cast<std::size_t>(cities[static_cast<std::size_t>(c)].province) != p)
+                break;
+            m_summary.textWords += static_cast<std::size_t>(
+                writer.AddPoi(m_gbkProvinces[p], m_gbkCities[static_cast<std::size_t>(c)], m_pois[next].name,
+                              m_poiAddrs[next]));
+        }
+        const std::string path = dir + std::to_string(fileId) + ".ndf";
+        if (!writer.Write(path))
+            ok = Fail(path + ": " + writer.GetError());
+    }
+    dict.UnLoad();
+    return ok;
 }
 
 } // namespace Kest

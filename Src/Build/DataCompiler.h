@@ -25,6 +25,7 @@ namespace Kest {
 //   OUT/POI/CoreDict.dct         the word dictionary
 //   OUT/POI/datasets.txt         data set numbers and province names
 //   OUT/POI/<100+n>.ndf          pinyin-initial index of data set n
+//   OUT/POI/<200+n>.ndf          full-text index of data set n
 //
 // Sights, place names and crossroads are read and checked like POIs; their
 // own stores are not written yet.
@@ -61,6 +62,7 @@ public:
         std::size_t dictWords = 0;       // words in CoreDict.dct
         std::size_t dictVocabulary = 0;  // of the words given, those marked as the data's own
         std::size_t dictNoRoom = 0;      // words left out for lack of room
+        std::size_t textWords = 0;       // words of names in the full-text indexes
         std::size_t Rejected() const;
     };
 
@@ -94,6 +96,7 @@ private:
     bool WriteDictionary(const std::string& dir);
     bool WriteDataSets(const std::string& dir);
     bool WriteInitialIndexes(const std::string& dir);
+    bool WriteFullTextIndexes(const std::string& dir);
     bool WriteFile(const std::string& path, const std::string& bytes);
     std::string SourcePath(const std::string& name) const;
 

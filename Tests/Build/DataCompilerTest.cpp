@@ -159,7 +159,7 @@ TEST_F(DataCompilerTest, CompilesTheRowsAndReportsTheRejectedOnes)
     std::vector<std::string> files;
     for (const auto& f : tree)
         files.push_back(f.first);
-    EXPECT_EQ((std::vector<std::string>{"POI/1.ndf", "POI/110.ndf", "POI/111.ndf", "POI/AdminIndex.ndf", "POI/Around/POI_SORT.txt",
+    EXPECT_EQ((std::vector<std::string>{"POI/1.ndf", "POI/110.ndf", "POI/111.ndf", "POI/210.ndf", "POI/211.ndf", "POI/AdminIndex.ndf", "POI/Around/POI_SORT.txt",
                                         "POI/CoreDict.dct", "POI/datasets.txt"}),
               files);
     EXPECT_EQ("10\t北京市\n11\t河北省\n", Text(tree.at("POI/datasets.txt")));
