@@ -17,16 +17,14 @@
 #include <vector>
 
 #include "Base/NdfFormat.h"
-#include "Build/DataCompiler.h"
 #include "Build/GbkCodec.h"
 #include "Ndf/eNdfRecordsetTabular.h"
 #include "POIEngine/PinyinHelpers.h"
 #include "POIEngine/ePOIEngineManager.h"
 #include "POIEngine/eNdfIndexInitial.h"
-#include "Support/TempDir.h"
+#include "Support/CompiledSample.h"
 
 using namespace Kest;
-using KestTest::TempDir;
 
 namespace {
 
@@ -40,25 +38,6 @@ struct Poi {
     std::string province, city; // GBK
     std::string key;  // initials, folded, cut at the depth
 };
-
-// One CSV line split by RFC 4180 (the sample never breaks a field over lines).
-std::vector<std::string> SplitCsv(const std::string& line)
-{
-    std::vector<std::string> out(1);
-    bool quoted = false;
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        const char c = line[i];
-        if (quoted && c == '"' && i + 1 < line.size() && line[i + 1] == '"')
-            out.back() += line[++i];
-        else if (c == '"')
-            quoted = !quoted;
-        else if (c == ',' && !quoted)
-            out.emplace_back();
-        else
-            out.back() += c;
-    }
-    return out;
-}
 
 std::string Key(const std::string& gbkName)
 {
@@ -81,54 +60,28 @@ class InitialDifferential : public ::testing::Test {
 protected:
     static void SetUpTestSuite()
     {
-        s_dir = new TempDir;
-        const std::string sample = std::string(KEST_TEST_DATA) + "/../../Data/Sample";
-        DataCompiler::Options options;
-        options.source = sample;
-        options.output = s_dir->Path("out");
-        std::ostringstream report;
-        DataCompiler compiler(options, report);
-        ASSERT_TRUE(compiler.Run()) << compiler.GetError();
-        ASSERT_EQ(compiler.GetSummary().Rejected(), 0u) << report.str();
-
-        std::ifstream sets(options.output + "/POI/datasets.txt");
-        int number = 0;
-        std::string province;
-        while (sets >> number >> province)
-            s_sets[number] = GbkCodec::Gbk(province);
+        const auto& sample = KestTest::CompiledSample::Get();
+        s_root = sample.Root();
+        s_sets = sample.DataSets();
         ASSERT_EQ(s_sets.size(), 2u);
-
-        std::ifstream csv(sample + "/pois.csv");
-        std::string line;
-        std::getline(csv, line); // header
-        while (std::getline(csv, line)) {
-            const auto f = SplitCsv(line);
-            ASSERT_EQ(f.size(), 8u) << line;
-            Poi p{GbkCodec::Gbk(f[0]), GbkCodec::Gbk(f[5]), GbkCodec::Gbk(f[6]), ""};
-            p.key = Key(p.name);
-            s_pois.push_back(p);
-        }
+        for (const auto& row : sample.Rows())
+            s_pois.push_back(Poi{row.name, row.province, row.city, Key(row.name)});
         ASSERT_EQ(s_pois.size(), 50000u);
     }
-    static void TearDownTestSuite()
-    {
-        delete s_dir;
-        s_dir = nullptr;
-    }
 
-    static TempDir* s_dir;
+    static std::string s_root;
     static std::map<int, std::string> s_sets;
     static std::vector<Poi> s_pois;
 };
 
-TempDir* InitialDifferential::s_dir = nullptr;
+std::string InitialDifferential::s_root;
 std::map<int, std::string> InitialDifferential::s_sets;
 std::vector<Poi> InitialDifferential::s_pois;
 
 TEST_F(InitialDifferential, RandomQueriesMatchTheOracle)
 {
     Engine engine;
-    engine.SetPoiPath(s_dir->Path("out").c_str());
+    engine.SetPoiPath(s_root.c_str());
     std::mt19937 rng(20261121);
     const std::vector<std::string> realNames = [] {
         std::vector<std::string> names;

@@ -1,0 +1,93 @@
+#pragma once
+// The bundled sample (Data/Sample) compiled once per test program with the
+// real data compiler, and its POI rows read straight from pois.csv, for the
+// differential tests' oracles.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Build/DataCompiler.h"
+#include "Build/GbkCodec.h"
+#include "Support/TempDir.h"
+
+namespace KestTest {
+
+struct SampleRow {
+    std::string name; // GBK
+    std::string province, city; // GBK
+};
+
+class CompiledSample {
+public:
+    // Compiles on first use; later calls give the same directory.
+    static const CompiledSample& Get()
+    {
+        static const std::unique_ptr<CompiledSample> sample(new CompiledSample);
+        return *sample;
+    }
+
+    const std::string& Root() const { return m_root; }
+    const std::map<int, std::string>& DataSets() const { return m_sets; } // number -> GBK province
+    const std::vector<SampleRow>& Rows() const { return m_rows; }
+
+private:
+    CompiledSample() : m_root(m_dir.Path("out"))
+    {
+        const std::string sample = std::string(KEST_TEST_DATA) + "/../../Data/Sample";
+        Kest::DataCompiler::Options options;
+        options.source = sample;
+        options.output = m_root;
+        std::ostringstream report;
+        Kest::DataCompiler compiler(options, report);
+        EXPECT_TRUE(compiler.Run()) << compiler.GetError();
+        EXPECT_EQ(compiler.GetSummary().Rejected(), 0u) << report.str();
+
+        std::ifstream sets(m_root + "/POI/datasets.txt");
+        int number = 0;
+        std::string province;
+        while (sets >> number >> province)
+            m_sets[number] = Kest::GbkCodec::Gbk(province);
+
+        std::ifstream csv(sample + "/pois.csv");
+        std::string line;
+        std::getline(csv, line); // header
+        while (std::getline(csv, line)) {
+            const auto f = SplitCsv(line);
+            EXPECT_EQ(f.size(), 8u) << line;
+            if (f.size() == 8)
+                m_rows.push_back({Kest::GbkCodec::Gbk(f[0]), Kest::GbkCodec::Gbk(f[5]), Kest::GbkCodec::Gbk(f[6])});
+        }
+    }
+
+    // One CSV line split by RFC 4180 (the sample never breaks a field over lines).
+    static std::vector<std::string> SplitCsv(const std::string& line)
+    {
+        std::vector<std::string> out(1);
+        bool quoted = false;
+        for (std::size_t i = 0; i < line.size(); ++i) {
+            const char c = line[i];
+            if (quoted && c == '"' && i + 1 < line.size() && line[i + 1] == '"')
+                out.back() += line[++i];
+            else if (c == '"')
+                quoted = !quoted;
+            else if (c == ',' && !quoted)
+                out.emplace_back();
+            else
+                out.back() += c;
+        }
+        return out;
+    }
+
+    TempDir m_dir;
+    std::string m_root;
+    std::map<int, std::string> m_sets;
+    std::vector<SampleRow> m_rows;
+};
+
+} // namespace KestTest
