@@ -7,6 +7,8 @@ ASAN    ?= build-asan
 FUZZ    ?= build-fuzz
 RELEASE ?= build-release
 FUZZ_SECONDS ?= 10
+# Generated benchmark data sets, made once (Scripts/bench-data.sh).
+BENCH_DATA ?= $(HOME)/.cache/poi-bench
 
 .PHONY: all deps build build-asan test demo fuzz bench clean
 
@@ -44,7 +46,8 @@ bench:
 	@Scripts/check-deps.sh libbenchmark-dev
 	@cmake -S . -B $(RELEASE) -DCMAKE_BUILD_TYPE=Release -DPOI_BENCH=ON -DPOI_TESTS=OFF > /dev/null
 	@cmake --build $(RELEASE) -j $(JOBS)
-	@for b in $(RELEASE)/Bench/*; do [ -f "$$b" ] && [ -x "$$b" ] && { echo "== $$b"; "$$b" || exit 1; }; done; true
+	@Scripts/bench-data.sh $(RELEASE)/Tools/poi/poi $(BENCH_DATA) 1000000
+	@for b in $(RELEASE)/Bench/*; do [ -f "$$b" ] && [ -x "$$b" ] && { echo "== $$b"; POI_BENCH_DATA=$(BENCH_DATA)/1000000/out "$$b" || exit 1; }; done; true
 
 clean:
 	rm -rf $(BUILD) $(ASAN) $(FUZZ) $(RELEASE)
