@@ -155,8 +155,11 @@ int StoreCommand::Run(const std::vector<std::string>& args)
         // A repeated history entry gains a use in memory only; save it here.
         if (at < 0 || (engine.GetPOICount(type) == count && !engine.SavePOI(type)))
             return Fail(1, "cannot save " + file);
-        m_out << storeName << ": added " << words[2] << " at " << (type == 1 ? 0 : at) << "; "
-              << Entries(engine.GetPOICount(type)) << "\n";
+        if (engine.GetPOICount(type) == count)
+            m_out << storeName << ": " << words[2] << " used again, now at " << at << "\n";
+        else
+            m_out << storeName << ": added " << words[2] << " at " << (type == 1 ? 0 : at) << "; "
+                  << Entries(engine.GetPOICount(type)) << "\n";
         return 0;
     }
     if (action == "remove") {
