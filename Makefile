@@ -31,7 +31,11 @@ test: build build-asan
 	ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	  ctest --test-dir $(ASAN) --output-on-failure -j $(JOBS)
 
-demo: build
+# Builds only the command (quietly; compiler errors still show) and runs the tour.
+demo: deps
+	@echo "Building poi in $(BUILD) ..."
+	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo > /dev/null
+	@cmake --build $(BUILD) -j $(JOBS) --target poi > /dev/null
 	@$(BUILD)/Tools/poi/poi demo
 
 # Every libFuzzer target in Fuzz/ for FUZZ_SECONDS each (clang).

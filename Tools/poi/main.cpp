@@ -1,6 +1,8 @@
-// poi: the command-line face of the engine: the data compiler (`poi build`)
-// and the demo tour of the user store; the searches join it as they land.
+// poi: the command-line face of the engine: the data compiler (`poi build`),
+// the search by initials (`poi search`), the user store (`poi store`) and the
+// tour of them on the bundled sample (`poi demo`).
 
+#include <algorithm>
 #include <csignal>
 #include <chrono>
 #include <cstdio>
@@ -13,7 +15,9 @@
 #include <unistd.h>
 
 #include "Build/DataCompiler.h"
-#include "StoreTour.h"
+#include "DemoTour.h"
+#include "SearchCommand.h"
+#include "StoreCommand.h"
 
 namespace {
 
@@ -22,15 +26,12 @@ const char kUsage[] =
     "\n"
     "commands:\n"
     "  build    compile source data (UTF-8 CSV, GeoJSON) into a data directory\n"
-    "  demo     tour the user store (favourites and history) in a scratch directory\n"
-    "  help     show this text\n";
-
-const char kDemoUsage[] =
-    "usage: poi demo [--keep]\n"
+    "  search   search a data directory: poi search --data DIR initial INITIALS\n"
+    "  store    favourites and history: poi store --data DIR fav|history add|list|remove|clear\n"
+    "  demo     build the bundled sample once and tour search and store on it\n"
+    "  help     show this text\n"
     "\n"
-    "Adds, reorders, lists, saves and reloads favourites and history in a new\n"
-    "temporary directory and prints each step as UTF-8. --keep leaves the\n"
-    "directory in place and prints its path.\n";
+    "poi COMMAND --help describes each command.\n";
 
 const char kBuildUsage[] =
     "usage: poi build SRC OUT [--strict]\n"
@@ -116,40 +117,6 @@ int RunBuild(int argc, char** argv)
     return 0;
 }
 
-int RunDemo(int argc, char** argv)
-{
-    bool keep = false;
-    for (int i = 2; i < argc; ++i) {
-        const std::string arg = argv[i];
-        if (arg == "--help" || arg == "-h") {
-            std::cout << kDemoUsage;
-            return 0;
-        }
-        if (arg == "--keep") {
-            keep = true;
-            continue;
-        }
-        std::cerr << "poi demo: unknown option '" << arg << "' (see poi demo --help)\n";
-        return 2;
-    }
-    std::error_code ec;
-    std::string base = std::filesystem::temp_directory_path(ec).string();
-    if (ec)
-        base = "/tmp";
-    std::string pattern = base + "/poi-demo-XXXXXX";
-    if (!mkdtemp(pattern.data())) {
-        std::cerr << "poi demo: cannot create a scratch directory in " << base
-                  << " (set TMPDIR to a writable directory)\n";
-        return 1;
-    }
-    const bool ok = Kest::StoreTour(std::cout).Run(pattern);
-    if (keep)
-        std::cout << "Kept " << pattern << "\n";
-    else
-        std::filesystem::remove_all(pattern, ec);
-    return ok ? 0 : 1;
-}
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -157,8 +124,13 @@ int main(int argc, char** argv)
     const std::string command = argc > 1 ? argv[1] : "";
     if (command == "build")
         return RunBuild(argc, argv);
+    const std::vector<std::string> args(argv + std::min(argc, 2), argv + argc);
+    if (command == "search")
+        return Kest::SearchCommand(std::cout, std::cerr).Run(args);
+    if (command == "store")
+        return Kest::StoreCommand(std::cout, std::cerr).Run(args);
     if (command == "demo")
-        return RunDemo(argc, argv);
+        return Kest::DemoTour(std::cout, std::cerr).Run(args);
     if (command == "help" || command == "--help" || command == "-h") {
         std::cout << kUsage;
         return 0;

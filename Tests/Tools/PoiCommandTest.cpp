@@ -1,0 +1,238 @@
+// The poi command's search, store and helpers, run in-process on the bundled
+// sample compiled by the real data compiler: exit statuses, messages, the
+// JSON shape, paging across the engine's first batch, refinement.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Build/DataCompiler.h"
+#include "Build/GbkCodec.h"
+#include "DataSetList.h"
+#include "HitText.h"
+#include "POIEngine/PinyinHelpers.h"
+#include "SearchCommand.h"
+#include "StoreCommand.h"
+#include "Support/TempDir.h"
+
+using namespace Kest;
+using KestTest::TempDir;
+
+namespace {
+
+struct Result {
+    int status;
+    std::vector<std::string> lines; // stdout
+    std::string err;
+};
+
+template <class Command>
+Result Invoke(std::vector<std::string> args)
+{
+    std::ostringstream out, err;
+    Result r{Command(out, err).Run(args), {}, err.str()};
+    std::istringstream lines(out.str());
+    for (std::string line; std::getline(lines, line);)
+        r.lines.push_back(line);
+    return r;
+}
+
+std::string JsonName(const std::string& line)
+{
+    std::smatch m;
+    return std::regex_search(line, m, std::regex("^\\{\"name\":\"([^\"]*)\"")) ? m[1].str() : "";
+}
+
+TEST(DataSetList, ResolvesWholeNamesThenUniqueParts)
+{
+    DataSetList sets;
+    std::string error;
+    ASSERT_TRUE(sets.Parse("10\t北京市\n11\t上海市\r\n\n12\t北京市郊\n", error)) << error;
+    ASSERT_EQ(sets.Sets().size(), 3u);
+    DataSetList::DataSet found;
+    EXPECT_EQ(sets.Resolve("北京市", found), DataSetList::Match::kFound); // whole name beats the longer one
+    EXPECT_EQ(found.number, 10);
+    EXPECT_EQ(sets.Resolve("上海", found), DataSetList::Match::kFound);
+    EXPECT_EQ(found.number, 11);
+    EXPECT_EQ(sets.Resolve("北京", found), DataSetList::Match::kAmbiguous);
+    EXPECT_EQ(sets.Resolve("天津", found), DataSetList::Match::kNone);
+    EXPECT_EQ(sets.Resolve("", found), DataSetList::Match::kNone);
+    EXPECT_EQ(sets.Names(), "北京市, 上海市, 北京市郊");
+}
+
+TEST(DataSetList, RefusesMalformedLists)
+{
+    DataSetList sets;
+    std::string error;
+    for (const char* text : {"", "\n\n", "10 北京市\n", "x\t北京市\n", "10\t\n", "10x\t北京市\n", "-1\t北京市\n"})
+        EXPECT_FALSE(sets.Parse(text, error)) << '"' << text << '"';
+    EXPECT_FALSE(sets.Load("/nonexistent/datasets.txt", error));
+    EXPECT_EQ(error, "cannot read /nonexistent/datasets.txt");
+}
+
+TEST(HitText, JsonEscapesQuotesBackslashesAndControlsOnly)
+{
+    EXPECT_EQ(HitText::JsonString("a\"b\\c\n\t\x01\x7f 北京"), "\"a\\\"b\\\\c\\n\\t\\u0001\\u007f 北京\"");
+    EXPECT_EQ(HitText("引\"号", 116.5, 39.25, "", 7).Json(),
+              "{\"name\":\"引\\\"号\",\"lon\":116.500000,\"lat\":39.250000,\"address\":\"\",\"code\":7}");
+    EXPECT_EQ(HitText::DisplayWidth("ab北京１"), 8u); // the full-width digit is wide too
+}
+
+class PoiCommand : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        s_dir = new TempDir;
+        DataCompiler::Options options;
+        options.source = std::string(KEST_TEST_DATA) + "/../../Data/Sample";
+        options.output = s_dir->Path("data");
+        std::ostringstream report;
+        DataCompiler compiler(options, report);
+        ASSERT_TRUE(compiler.Run()) << compiler.GetError();
+    }
+    static void TearDownTestSuite()
+    {
+        delete s_dir;
+        s_dir = nullptr;
+    }
+    static Result Search(std::vector<std::string> args)
+    {
+        args.insert(args.begin(), {"--data", s_dir->Path("data"), "initial"});
+        return Invoke<SearchCommand>(args);
+    }
+    static TempDir* s_dir;
+};
+
+TempDir* PoiCommand::s_dir = nullptr;
+
+TEST_F(PoiCommand, SearchFailuresAndUsageErrors)
+{
+    const std::string notData = s_dir->Path("");
+    Result r = Invoke<SearchCommand>({"--data", notData, "initial", "--province", "北京", "BJ"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "poi search: " + notData + " is not a data directory (build one with: poi build SRC " + notData + ")\n");
+
+    r = Search({"--province", "天津", "BJ"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("no data set for province '天津'"), std::string::npos) << r.err;
+
+    // Usage errors: two data sets and no province; bad numbers; a missing
+    // or unknown word; an empty refinement; text GBK cannot hold.
+    for (const std::vector<std::string>& args :
+         std::vector<std::vector<std::string>>{{"BJ"},
+                                               {"--province", "北京", "--limit", "-1", "BJ"},
+                                               {"--province", "北京", "--offset", "1x", "BJ"},
+                                               {"--province", "北京"},
+                                               {"--province", "北京", "--refine", "", "BJ"},
+                                               {"--province", "北京", "--colour", "BJ"},
+                                               {"--province", "😀", "BJ"}}) {
+        r = Search(args);
+        EXPECT_EQ(r.status, 2) << args.back() << ": " << r.err;
+        EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << r.err; // one line
+    }
+    EXPECT_EQ(Invoke<SearchCommand>({"--data", notData, "text", "BJ"}).status, 2);
+}
+
+TEST_F(PoiCommand, JsonPagesMatchOneLongListAcrossTheFirstBatch)
+{
+    const Result all = Search({"--province", "北京", "--json", "--limit", "200", "B"});
+    ASSERT_EQ(all.status, 0) << all.err;
+    std::smatch m;
+    ASSERT_TRUE(std::regex_match(all.lines[0], m, std::regex("\\{\"next\":\"([a-z]*)\",\"count\":([0-9]+)\\}")))
+        << all.lines[0];
+    ASSERT_GT(std::stoi(m[2]), 200);
+    ASSERT_EQ(all.lines.size(), 201u);
+    const std::regex hit("\\{\"name\":\"[^\"]+\",\"lon\":1[12][0-9]\\.[0-9]{6},\"lat\":[34][0-9]\\.[0-9]{6},"
+                         "\"address\":\"北京市[^\"]+\",\"code\":[0-9]+\\}");
+    for (std::size_t i = 1; i < all.lines.size(); ++i)
+        ASSERT_TRUE(std::regex_match(all.lines[i], hit)) << all.lines[i];
+
+    // A page that starts beyond the first batch of 100, and one across it.
+    for (int offset : {150, 98}) {
+        const Result page = Search({"--province", "北京市", "--json", "--offset", std::to_string(offset), "--limit", "4", "b"});
+        ASSERT_EQ(page.status, 0) << page.err;
+        ASSERT_EQ(page.lines.size(), 5u);
+        EXPECT_EQ(page.lines[0], all.lines[0]);
+        for (int i = 0; i < 4; ++i)
+            EXPECT_EQ(page.lines[1 + i], all.lines[1 + offset + i]) << "offset " << offset;
+    }
+    // An offset past the end: the summary alone.
+    EXPECT_EQ(Search({"--province", "北京", "--json", "--offset", "100000", "B"}).lines.size(), 1u);
+}
+
+TEST_F(PoiCommand, RefinementKeepsEveryHitWhoseInitialsBeginWithTheText)
+{
+    // XH has more hits than the first batch, so the refinement only sees all
+    // of them when every hit was loaded first.
+    const Result all = Search({"--province", "北京", "--json", "--limit", "100000", "XH"});
+    ASSERT_EQ(all.status, 0) << all.err;
+    ASSERT_GT(all.lines.size(), 101u);
+    std::vector<std::string> want;
+    for (std::size_t i = 1; i < all.lines.size(); ++i) {
+        std::unique_ptr<char[]> initials(GetPYInitials(GbkCodec::Gbk(JsonName(all.lines[i])).c_str()));
+        if (std::string(initials.get()).compare(0, 3, "XHY") == 0)
+            want.push_back(all.lines[i]);
+    }
+    ASSERT_FALSE(want.empty());
+
+    const Result refined = Search({"--province", "北京", "--json", "--limit", "100000", "--refine", "xhy", "XH"});
+    ASSERT_EQ(refined.status, 0) << refined.err;
+    EXPECT_EQ(refined.lines[0], all.lines[0].substr(0, all.lines[0].size() - 1) +
+                                    ",\"refine\":\"xhy\",\"refined\":" + std::to_string(want.size()) + "}");
+    EXPECT_EQ(std::vector<std::string>(refined.lines.begin() + 1, refined.lines.end()), want);
+
+    const Result page = Search({"--province", "北京", "--json", "--offset", "1", "--limit", "1", "--refine", "XHY", "XH"});
+    ASSERT_EQ(page.lines.size(), 2u);
+    EXPECT_EQ(page.lines[1], want.at(1));
+}
+
+TEST_F(PoiCommand, StoreKeepsFavouritesAndHistoryAcrossRuns)
+{
+    TempDir store;
+    const std::string dir = store.Path("");
+    auto Store = [&](std::vector<std::string> args) {
+        args.insert(args.begin(), {"--data", dir});
+        return Invoke<StoreCommand>(args);
+    };
+    ASSERT_EQ(Store({"fav", "add", "天安门", "116.397428", "39.903741", "--address", "北京市东城区", "--code", "1050"}).status, 0);
+    ASSERT_EQ(Store({"fav", "add", "外滩", "121.490317", "31.241701"}).status, 0);
+    Result r = Store({"fav", "list", "--json"});
+    ASSERT_EQ(r.lines, (std::vector<std::string>{
+                           "{\"name\":\"外滩\",\"lon\":121.490317,\"lat\":31.241701,\"address\":\"\",\"code\":0}",
+                           "{\"name\":\"天安门\",\"lon\":116.397428,\"lat\":39.903741,\"address\":\"北京市东城区\",\"code\":1050}"}));
+    EXPECT_EQ(Store({"fav", "remove", "2"}).status, 1);
+    ASSERT_EQ(Store({"fav", "remove", "0"}).status, 0);
+    r = Store({"fav", "list", "--json"});
+    ASSERT_EQ(r.lines.size(), 1u);
+    EXPECT_EQ(JsonName(r.lines[0]), "天安门");
+
+    // A second use moves an entry up; each run is a fresh engine, so the
+    // order must have been saved.
+    for (const char* name : {"甲", "乙", "乙"})
+        ASSERT_EQ(Store({"history", "add", name, "1", "2"}).status, 0);
+    r = Store({"history", "list", "--json"});
+    ASSERT_EQ(r.lines.size(), 2u);
+    EXPECT_EQ(JsonName(r.lines[0]), "乙");
+    ASSERT_EQ(Store({"history", "clear"}).status, 0);
+    EXPECT_TRUE(Store({"history", "list", "--json"}).lines.empty());
+    EXPECT_EQ(Store({"fav", "list", "--json"}).lines.size(), 1u); // clearing history left favourites
+
+    for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
+             {"fav", "add", "x", "181", "0"},
+             {"fav", "add", "x", "1", "nan"},
+             {"fav", "add", "", "1", "2"},
+             {"fav", "add", std::string(22 * 3, '\xe4'), "1", "2"},
+             {"fav", "add", "x", "1", "2", "--code", "4294967296"},
+             {"fav", "remove", "-1"},
+             {"fav", "list", "--code", "1"},
+             {"likes", "list"}}) {
+        EXPECT_EQ(Store(args).status, 2) << args[0] << " " << args[1] << " " << args.back();
+    }
+    EXPECT_EQ(Invoke<StoreCommand>({"--data", store.Path("missing"), "fav", "list"}).status, 1);
+}
+
+} // namespace

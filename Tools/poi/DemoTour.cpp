@@ -1,0 +1,209 @@
+#include "DemoTour.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <unistd.h>
+
+#include "Build/DataCompiler.h"
+#include "CommandArgs.h"
+#include "SearchCommand.h"
+#include "StoreCommand.h"
+#include "StoreTour.h"
+
+#ifndef POI_SOURCE_DIR
+#define POI_SOURCE_DIR "."
+#endif
+
+namespace Kest {
+
+const char DemoTour::kUsage[] =
+    "usage: poi demo [--sample DIR] [--cache DIR] [--keep]\n"
+    "\n"
+    "Builds the bundled sample (Beijing and Shanghai) once into a cache\n"
+    "directory, then shows poi search and poi store on it: a name typed letter\n"
+    "by letter, a refinement, the same initials in each province, favourites\n"
+    "and history. The sample is built again when its files or poi change.\n"
+    "\n"
+    "options:\n"
+    "  --sample DIR   the source directory to build (default: Data/Sample of the\n"
+    "                 source tree poi was built from)\n"
+    "  --cache DIR    where the built data is kept (default: $XDG_CACHE_HOME/poi-demo,\n"
+    "                 else ~/.cache/poi-demo)\n"
+    "  --keep         keep the scratch directory of the store tour and print its path\n"
+    "  -h, --help     show this text\n"
+    "\n"
+    "exit status: 0 done, 1 a step failed, 2 usage error\n";
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string DefaultCache()
+{
+    const char* xdg = std::getenv("XDG_CACHE_HOME");
+    if (xdg != nullptr && *xdg == '/')
+        return std::string(xdg) + "/poi-demo";
+    const char* home = std::getenv("HOME");
+    if (home != nullptr && *home != '\0')
+        return std::string(home) + "/.cache/poi-demo";
+    std::error_code ec;
+    return (fs::temp_directory_path(ec) / "poi-demo").string();
+}
+
+long long ModifiedTicks(const fs::path& path)
+{
+    std::error_code ec;
+    const auto time = fs::last_write_time(path, ec);
+    return ec ? 0 : static_cast<long long>(time.time_since_epoch().count());
+}
+
+// What the built data depends on: every file of the sample (name, size,
+// modification time) and the poi program that compiled it.
+std::string Stamp(const std::string& sample)
+{
+    std::ostringstream stamp;
+    stamp << "sample " << fs::absolute(sample).lexically_normal().string() << "\n";
+    std::error_code ec;
+    stamp << "poi " << ModifiedTicks(fs::read_symlink("/proc/self/exe", ec)) << "\n";
+    std::vector<fs::path> files;
+    for (const auto& entry : fs::directory_iterator(sample, ec))
+        if (entry.is_regular_file())
+            files.push_back(entry.path());
+    std::sort(files.begin(), files.end());
+    for (const auto& file : files)
+        stamp << file.filename().string() << " " << fs::file_size(file, ec) << " " << ModifiedTicks(file) << "\n";
+    return stamp.str();
+}
+
+std::string ReadFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+} // namespace
+
+int DemoTour::Fail(int status, const std::string& message)
+{
+    m_err << "poi demo: " << message << "\n";
+    return status;
+}
+
+bool DemoTour::Prepare(const std::string& sample, const std::string& cache, std::string& data)
+{
+    data = cache + "/data";
+    const std::string stampFile = cache + "/stamp";
+    const std::string stamp = Stamp(sample);
+    std::error_code ec;
+    if (ReadFile(stampFile) == stamp && fs::is_regular_file(data + "/POI/datasets.txt", ec)) {
+        m_out << "Using the sample built in " << data << "\n";
+        return true;
+    }
+    m_out << "Building the sample " << sample << " into " << data << " (once) ...\n" << std::flush;
+    fs::create_directories(cache, ec);
+    fs::remove(stampFile, ec);
+    DataCompiler::Options options;
+    options.source = sample;
+    options.output = data;
+    std::ostringstream report;
+    const auto started = std::chrono::steady_clock::now();
+    DataCompiler compiler(options, report);
+    if (!compiler.Run()) {
+        m_err << report.str();
+        Fail(1, "building the sample failed: " + compiler.GetError());
+        return false;
+    }
+    const auto& summary = compiler.GetSummary();
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%.1f",
+                  std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count());
+    m_out << "Built " << summary.dataSets << " data sets, " << summary.pois << " POIs in " << seconds << " s\n";
+    std::ofstream(stampFile, std::ios::binary) << stamp;
+    return true;
+}
+
+bool DemoTour::Show(const std::string& command, const std::vector<std::string>& args)
+{
+    m_out << "\n$ poi " << command;
+    for (const std::string& arg : args)
+        m_out << " " << (arg.find_first_of(" *") != std::string::npos ? "'" + arg + "'" : arg);
+    m_out << "\n";
+    const int status = command == "search" ? SearchCommand(m_out, m_err).Run(args) : StoreCommand(m_out, m_err).Run(args);
+    m_out << std::flush;
+    return status == 0;
+}
+
+int DemoTour::Run(const std::vector<std::string>& args)
+{
+    CommandArgs parsed({"--sample", "--cache"}, {"--keep"});
+    std::string error;
+    if (!parsed.Parse(args, error))
+        return Fail(2, error + " (see poi demo --help)");
+    if (parsed.Help()) {
+        m_out << kUsage;
+        return 0;
+    }
+    if (!parsed.Positional().empty())
+        return Fail(2, "unexpected argument '" + parsed.Positional()[0] + "' (see poi demo --help)");
+    const std::string sample = parsed.Value("--sample", std::string(POI_SOURCE_DIR) + "/Data/Sample");
+    std::error_code ec;
+    if (!fs::is_regular_file(sample + "/pois.csv", ec))
+        return Fail(1, "no sample source in " + sample + " (give one with --sample DIR)");
+    std::string data;
+    if (!Prepare(sample, parsed.Value("--cache", DefaultCache()), data))
+        return 1;
+
+    bool ok = true;
+    m_out << "\n== A name typed letter by letter: 王府井火锅店 is W F J H G D\n";
+    const std::string typed = "WFJHGD";
+    for (std::size_t n = 1; n <= typed.size(); ++n)
+        ok &= Show("search", {"--data", data, "initial", "--province", "北京", "--limit", "3", typed.substr(0, n)});
+
+    m_out << "\n== A refinement: the hits of XH narrowed to those that go on with Y, without a new search\n";
+    ok &= Show("search", {"--data", data, "initial", "--province", "北京", "--limit", "3", "--refine", "XHY", "XH"});
+
+    m_out << "\n== The same initials in each province, then a page of them as JSON\n";
+    ok &= Show("search", {"--data", data, "initial", "--province", "北京市", "--limit", "3", "ZS"});
+    ok &= Show("search", {"--data", data, "initial", "--province", "上海", "--limit", "3", "ZS"});
+    ok &= Show("search", {"--data", data, "initial", "--province", "上海", "--city", "上海", "--limit", "2",
+                          "--offset", "1", "--json", "ZS"});
+
+    std::string scratch = (fs::temp_directory_path(ec) / "poi-demo-store-XXXXXX").string();
+    if (ec || !mkdtemp(scratch.data()))
+        return Fail(1, "cannot create a scratch directory for the store (set TMPDIR to a writable directory)");
+    m_out << "\n== Favourites and history, kept in " << scratch << "\n";
+    ok &= Show("store", {"--data", scratch, "fav", "add", "王府井火锅店", "116.418351", "39.895834", "--address",
+                         "北京市东城区", "--code", "2005"});
+    ok &= Show("store", {"--data", scratch, "fav", "add", "外滩", "121.490317", "31.241701", "--address",
+                         "上海市黄浦区"});
+    ok &= Show("store", {"--data", scratch, "fav", "list"});
+    ok &= Show("store", {"--data", scratch, "history", "add", "北京南站", "116.378517", "39.865246"});
+    ok &= Show("store", {"--data", scratch, "history", "add", "外滩", "121.490317", "31.241701"});
+    ok &= Show("store", {"--data", scratch, "history", "add", "外滩", "121.490317", "31.241701"});
+    ok &= Show("store", {"--data", scratch, "history", "list", "--json"});
+    ok &= Show("store", {"--data", scratch, "fav", "remove", "1"});
+    ok &= Show("store", {"--data", scratch, "history", "clear"});
+
+    // The store in detail, through the engine's own store class, in a fresh
+    // directory of its own.
+    const std::string detail = scratch + "/tour";
+    fs::create_directory(detail, ec);
+    m_out << "\n== The user store in detail\n";
+    ok &= StoreTour(m_out).Run(detail);
+
+    if (parsed.Has("--keep"))
+        m_out << "\nKept " << scratch << "\n";
+    else
+        fs::remove_all(scratch, ec);
+    m_out << (ok ? "\nDemo complete.\n" : "\nA step of the demo failed.\n");
+    return ok ? 0 : 1;
+}
+
+} // namespace Kest

@@ -1,0 +1,187 @@
+#include "SearchCommand.h"
+
+#include <filesystem>
+
+#include "Build/GbkCodec.h"
+#include "CommandArgs.h"
+#include "DataSetList.h"
+#include "HitText.h"
+#include "POIEngine/ePOIEngineManager.h"
+
+namespace Kest {
+
+const char SearchCommand::kUsage[] =
+    "usage: poi search --data DIR initial [options] INITIALS\n"
+    "\n"
+    "Finds the POIs whose names' pinyin initials begin with INITIALS (BJDX for\n"
+    "北京大学; upper or lower case) in one data set of the data directory DIR\n"
+    "(made by poi build). Prints the letters that may be typed next, the number\n"
+    "of hits, and the hits from --offset on, at most --limit of them.\n"
+    "\n"
+    "options:\n"
+    "  --data DIR        the data directory (required)\n"
+    "  --province NAME   the province to search, whole (北京市) or a part (北京);\n"
+    "                    it picks the data set and narrows the hits. Required\n"
+    "                    when DIR holds several data sets; default: the only one\n"
+    "  --city NAME       only hits in cities whose names hold NAME (default: all)\n"
+    "  --limit N         print at most N hits (default 10; 0 prints the summary)\n"
+    "  --offset K        skip the first K hits (default 0)\n"
+    "  --refine TEXT     then keep the hits whose initials begin with TEXT. It\n"
+    "                    filters the hits loaded so far, so every hit is loaded\n"
+    "                    first; the count stays the index's, refined is shown apart\n"
+    "  --json            one JSON object per line: first\n"
+    "                    {\"next\":\"…\",\"count\":N} (with --refine also\n"
+    "                    \"refine\":\"TEXT\",\"refined\":M), then one\n"
+    "                    {\"name\",\"lon\",\"lat\",\"address\",\"code\"} per hit\n"
+    "  -h, --help        show this text\n"
+    "\n"
+    "exit status: 0 searched (even with no hits), 1 the search failed, 2 usage error\n";
+
+int SearchCommand::Fail(int status, const std::string& message)
+{
+    m_err << "poi search: " << message << "\n";
+    return status;
+}
+
+int SearchCommand::Run(const std::vector<std::string>& args)
+{
+    CommandArgs parsed({"--data", "--province", "--city", "--limit", "--offset", "--refine"}, {"--json"});
+    std::string error;
+    if (!parsed.Parse(args, error))
+        return Fail(2, error + " (see poi search --help)");
+    if (parsed.Help()) {
+        m_out << kUsage;
+        return 0;
+    }
+    const auto& words = parsed.Positional();
+    if (words.empty())
+        return Fail(2, "no search given: expected 'initial INITIALS' (see poi search --help)");
+    if (words[0] != "initial")
+        return Fail(2, "unknown search '" + words[0] + "' (this poi offers: initial)");
+    if (words.size() != 2)
+        return Fail(2, "expected one INITIALS after 'initial', got " + std::to_string(words.size() - 1) +
+                           " (usage: poi search --data DIR initial [options] INITIALS)");
+    if (!parsed.Has("--data"))
+        return Fail(2, "--data DIR is required (a directory made by poi build)");
+    long long limit = 10, offset = 0;
+    if (!CommandArgs::ParseCount(parsed.Value("--limit", "10"), 1000000000, limit))
+        return Fail(2, "--limit takes a whole number from 0, not '" + parsed.Value("--limit") + "'");
+    if (!CommandArgs::ParseCount(parsed.Value("--offset", "0"), 1000000000, offset))
+        return Fail(2, "--offset takes a whole number from 0, not '" + parsed.Value("--offset") + "'");
+    if (words[1].empty())
+        return Fail(2, "INITIALS is empty: type at least one letter");
+    const bool refine = parsed.Has("--refine");
+    if (refine && parsed.Value("--refine").empty())
+        return Fail(2, "--refine needs some initials to keep");
+    const bool json = parsed.Has("--json");
+
+    // UTF-8 arguments become the GBK keys the engine takes.
+    std::string province = parsed.Value("--province", "*");
+    std::string keys[4];
+    const std::pair<const char*, std::string> texts[4] = {{"--province", province},
+                                                          {"--city", parsed.Value("--city", "*")},
+                                                          {"INITIALS", words[1]},
+                                                          {"--refine", parsed.Value("--refine")}};
+    for (int k = 0; k < 4; ++k) {
+        if (!GbkCodec::ToGbk(texts[k].second, keys[k], &error))
+            return Fail(2, std::string(texts[k].first) + ": " + error);
+        if (keys[k].size() > 63)
+            return Fail(2, std::string(texts[k].first) + " is longer than a name can be (63 GBK bytes)");
+    }
+
+    const std::string dir = parsed.Value("--data");
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    if (!fs::is_regular_file(dir + "/POI/datasets.txt", ec) || !fs::is_regular_file(dir + "/POI/1.ndf", ec))
+        return Fail(1, dir + " is not a data directory (build one with: poi build SRC " + dir + ")");
+    DataSetList sets;
+    if (!sets.Load(dir + "/POI/datasets.txt", error))
+        return Fail(1, error + " (rebuild the directory with poi build)");
+
+    DataSetList::DataSet set;
+    if (province == "*") {
+        if (sets.Sets().size() > 1)
+            return Fail(2, dir + " holds " + std::to_string(sets.Sets().size()) + " data sets (" + sets.Names() +
+                               "): choose one with --province NAME");
+        set = sets.Sets()[0];
+    } else {
+        switch (sets.Resolve(province, set)) {
+        case DataSetList::Match::kFound:
+            break;
+        case DataSetList::Match::kNone:
+            return Fail(1, "no data set for province '" + province + "' in " + dir + " (it holds: " +
+                               sets.Names() + ")");
+        case DataSetList::Match::kAmbiguous:
+            return Fail(1, "province '" + province + "' matches several data sets (" + sets.Names() +
+                               "): give more of the name");
+        }
+    }
+
+    ePOIEngineManager engine;
+    engine.SetPoiPath(dir.c_str());
+    char* next = nullptr;
+    int nextCount = 0;
+    if (!engine.QueryByInitial(3, set.number, keys[0].c_str(), keys[1].c_str(), keys[2].c_str(), next, nextCount))
+        return Fail(1, "the index of data set " + std::to_string(set.number) + " (" + set.province + ") in " + dir +
+                           "/POI/ cannot be read (rebuild with poi build)");
+    // One byte per next key: a key that starts with a Chinese character
+    // (a name whose first character has no pinyin initial) shows as '?'.
+    std::string nextLetters;
+    for (int i = 0; i < nextCount; ++i)
+        nextLetters += static_cast<unsigned char>(next[i]) < 0x80 ? next[i] : '?';
+    const int total = engine.GetPOICount(0);
+
+    std::vector<HitText> hits;
+    ePoiInfo info{};
+    int listed = total; // the hits that offset and limit apply to
+    if (refine) {
+        // The refinement filters the hits loaded so far: load every hit first
+        // (the engine fetches up to the index asked for).
+        if (total > 0 && !engine.GetPOIInfo(0, total - 1, info))
+            return Fail(1, "hit " + std::to_string(total) + " of " + std::to_string(total) +
+                               " cannot be read (the data directory may be damaged)");
+        if (!engine.QueryFromPreByInitial(keys[3].c_str()))
+            return Fail(1, "the refinement by '" + texts[3].second + "' failed");
+        // The count still answers the index's total; the refined hits end
+        // where reading fails, since the index has nothing left to page in.
+        listed = 0;
+        // The engine copies a name without its zero: clear the record first.
+        while (listed < total && engine.GetPOIInfo(0, listed, info = ePoiInfo{})) {
+            if (listed >= offset && listed < offset + limit)
+                hits.emplace_back(info);
+            ++listed;
+        }
+    } else {
+        for (long long i = offset; i < total && i < offset + limit; ++i) {
+            if (!engine.GetPOIInfo(0, static_cast<int>(i), info = ePoiInfo{}))
+                return Fail(1, "hit " + std::to_string(i + 1) + " of " + std::to_string(total) +
+                                   " cannot be read (the data directory may be damaged)");
+            hits.emplace_back(info);
+        }
+    }
+
+    if (json) {
+        m_out << "{\"next\":" << HitText::JsonString(nextLetters) << ",\"count\":" << total;
+        if (refine)
+            m_out << ",\"refine\":" << HitText::JsonString(texts[3].second) << ",\"refined\":" << listed;
+        m_out << "}\n";
+        for (const HitText& hit : hits)
+            m_out << hit.Json() << "\n";
+        return 0;
+    }
+    m_out << "data set " << set.number << " (" << set.province << ")\n";
+    m_out << "next letters: " << (nextLetters.empty() ? "(none)" : nextLetters) << "\n";
+    m_out << "hits: " << total;
+    if (refine)
+        m_out << "; " << listed << " begin with " << texts[3].second;
+    if (hits.empty() && offset > 0 && listed > 0)
+        m_out << "; none from " << offset + 1;
+    if (!hits.empty())
+        m_out << "; showing " << offset + 1 << "-" << offset + static_cast<long long>(hits.size());
+    m_out << "\n";
+    if (!hits.empty())
+        HitText::PrintTable(m_out, hits, static_cast<int>(offset) + 1);
+    return 0;
+}
+
+} // namespace Kest
