@@ -10,16 +10,16 @@
 #include <string>
 #include <vector>
 
-#include "Build/DataCompiler.h"
 #include "Build/GbkCodec.h"
 #include "DataSetList.h"
 #include "HitText.h"
 #include "POIEngine/PinyinHelpers.h"
 #include "SearchCommand.h"
 #include "StoreCommand.h"
-#include "Support/TempDir.h"
+#include "Support/CompiledSample.h"
 
 using namespace Kest;
+using KestTest::CompiledSample;
 using KestTest::TempDir;
 
 namespace {
@@ -84,34 +84,18 @@ TEST(HitText, JsonEscapesQuotesBackslashesAndControlsOnly)
 
 class PoiCommand : public ::testing::Test {
 protected:
-    static void SetUpTestSuite()
+    static std::string Data() { return CompiledSample::Get().Root(); }
+    static Result Search(std::vector<std::string> args, const std::string& kind = "initial")
     {
-        s_dir = new TempDir;
-        DataCompiler::Options options;
-        options.source = std::string(KEST_TEST_DATA) + "/../../Data/Sample";
-        options.output = s_dir->Path("data");
-        std::ostringstream report;
-        DataCompiler compiler(options, report);
-        ASSERT_TRUE(compiler.Run()) << compiler.GetError();
-    }
-    static void TearDownTestSuite()
-    {
-        delete s_dir;
-        s_dir = nullptr;
-    }
-    static Result Search(std::vector<std::string> args)
-    {
-        args.insert(args.begin(), {"--data", s_dir->Path("data"), "initial"});
+        args.insert(args.begin(), {"--data", Data(), kind});
         return Invoke<SearchCommand>(args);
     }
-    static TempDir* s_dir;
 };
-
-TempDir* PoiCommand::s_dir = nullptr;
 
 TEST_F(PoiCommand, SearchFailuresAndUsageErrors)
 {
-    const std::string notData = s_dir->Path("");
+    const TempDir scratch;
+    const std::string notData = scratch.Path("");
     Result r = Invoke<SearchCommand>({"--data", notData, "initial", "--province", "北京", "BJ"});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "poi search: " + notData + " is not a data directory (build one with: poi build SRC " + notData + ")\n");
@@ -134,7 +118,7 @@ TEST_F(PoiCommand, SearchFailuresAndUsageErrors)
         EXPECT_EQ(r.status, 2) << args.back() << ": " << r.err;
         EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << r.err; // one line
     }
-    EXPECT_EQ(Invoke<SearchCommand>({"--data", notData, "text", "BJ"}).status, 2);
+    EXPECT_EQ(Invoke<SearchCommand>({"--data", notData, "telephone", "010"}).status, 2);
 }
 
 TEST_F(PoiCommand, JsonPagesMatchOneLongListAcrossTheFirstBatch)
@@ -233,6 +217,27 @@ TEST_F(PoiCommand, StoreKeepsFavouritesAndHistoryAcrossRuns)
         EXPECT_EQ(Store(args).status, 2) << args[0] << " " << args[1] << " " << args.back();
     }
     EXPECT_EQ(Invoke<StoreCommand>({"--data", store.Path("missing"), "fav", "list"}).status, 1);
+}
+
+TEST_F(PoiCommand, TextSearchAndItsRefinement)
+{
+    const Result all = Search({"--province", "北京", "--json", "--limit", "1000", "饭店"}, "text");
+    ASSERT_EQ(all.status, 0) << all.err;
+    ASSERT_EQ(all.lines[0], "{\"count\":100}");
+    ASSERT_EQ(all.lines.size(), 101u);
+    // The refinement keeps the names holding 路 at an even byte position.
+    std::vector<std::string> want;
+    for (std::size_t i = 1; i < all.lines.size(); ++i) {
+        const std::string gbk = GbkCodec::Gbk(JsonName(all.lines[i]));
+        const auto at = gbk.find(GbkCodec::Gbk("路"));
+        if (at != std::string::npos && at % 2 == 0)
+            want.push_back(all.lines[i]);
+    }
+    const Result refined = Search({"--province", "北京", "--json", "--limit", "1000", "--refine", "路", "饭店"}, "text");
+    ASSERT_EQ(refined.status, 0) << refined.err;
+    EXPECT_EQ(refined.lines[0], "{\"count\":100,\"refine\":\"路\",\"refined\":" + std::to_string(want.size()) + "}");
+    EXPECT_EQ(std::vector<std::string>(refined.lines.begin() + 1, refined.lines.end()), want);
+    EXPECT_EQ(Search({"--province", "北京", ""}, "text").status, 2);
 }
 
 } // namespace

@@ -26,8 +26,9 @@ const char DemoTour::kUsage[] =
     "\n"
     "Builds the bundled sample (Beijing and Shanghai) once into a cache\n"
     "directory, then shows poi search and poi store on it: a name typed letter\n"
-    "by letter, a refinement, the same initials in each province, favourites\n"
-    "and history. The sample is built again when its files or poi change.\n"
+    "by letter, a refinement, the same initials in each province, searches by\n"
+    "Chinese text, favourites and history. The sample is built again when its\n"
+    "files or poi change.\n"
     "\n"
     "options:\n"
     "  --sample DIR   the source directory to build (default: Data/Sample of the\n"
@@ -174,6 +175,12 @@ int DemoTour::Run(const std::vector<std::string>& args)
     ok &= Show("search", {"--data", data, "initial", "--province", "上海", "--limit", "3", "ZS"});
     ok &= Show("search", {"--data", data, "initial", "--province", "上海", "--city", "上海", "--limit", "2",
                           "--offset", "1", "--json", "ZS"});
+
+    m_out << "\n== Chinese text: words typed together follow one another in the name; a space lets them lie anywhere\n";
+    ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "东四"});
+    ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "东四 饭店"});
+    ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "11号"});
+    ok &= Show("search", {"--data", data, "text", "--province", "上海", "--limit", "3", "--refine", "路", "饭店"});
 
     std::string scratch = (fs::temp_directory_path(ec) / "poi-demo-store-XXXXXX").string();
     if (ec || !mkdtemp(scratch.data()))

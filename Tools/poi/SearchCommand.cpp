@@ -12,11 +12,18 @@ namespace Kest {
 
 const char SearchCommand::kUsage[] =
     "usage: poi search --data DIR initial [options] INITIALS\n"
+    "       poi search --data DIR text [options] TEXT\n"
     "\n"
-    "Finds the POIs whose names' pinyin initials begin with INITIALS (BJDX for\n"
-    "北京大学; upper or lower case) in one data set of the data directory DIR\n"
-    "(made by poi build). Prints the letters that may be typed next, the number\n"
-    "of hits, and the hits from --offset on, at most --limit of them.\n"
+    "initial: finds the POIs whose names' pinyin initials begin with INITIALS\n"
+    "(BJDX for 北京大学; upper or lower case) in one data set of the data\n"
+    "directory DIR (made by poi build). Prints the letters that may be typed\n"
+    "next, the number of hits, and the hits from --offset on, at most --limit.\n"
+    "\n"
+    "text: finds the POIs whose names hold the words of TEXT (Chinese; words\n"
+    "typed together must follow one another in the name, pieces split by a space\n"
+    "may lie anywhere; digits and letters are searched in full width, digits\n"
+    "also as Chinese numerals). At most 100 hits, best match first; no next\n"
+    "letters.\n"
     "\n"
     "options:\n"
     "  --data DIR        the data directory (required)\n"
@@ -26,11 +33,13 @@ const char SearchCommand::kUsage[] =
     "  --city NAME       only hits in cities whose names hold NAME (default: all)\n"
     "  --limit N         print at most N hits (default 10; 0 prints the summary)\n"
     "  --offset K        skip the first K hits (default 0)\n"
-    "  --refine TEXT     then keep the hits whose initials begin with TEXT. It\n"
-    "                    filters the hits loaded so far, so every hit is loaded\n"
-    "                    first; the count stays the index's, refined is shown apart\n"
+    "  --refine TEXT     initial: then keep the hits whose initials begin with\n"
+    "                    TEXT. It filters the hits loaded so far, so every hit\n"
+    "                    is loaded first; the count stays the index's, refined\n"
+    "                    is shown apart. text: then keep the hits whose names\n"
+    "                    hold every word of TEXT (split at spaces)\n"
     "  --json            one JSON object per line: first\n"
-    "                    {\"next\":\"…\",\"count\":N} (with --refine also\n"
+    "                    {\"next\":\"…\",\"count\":N} (text: no \"next\"; with --refine also\n"
     "                    \"refine\":\"TEXT\",\"refined\":M), then one\n"
     "                    {\"name\",\"lon\",\"lat\",\"address\",\"code\"} per hit\n"
     "  -h, --help        show this text\n"
@@ -55,12 +64,14 @@ int SearchCommand::Run(const std::vector<std::string>& args)
     }
     const auto& words = parsed.Positional();
     if (words.empty())
-        return Fail(2, "no search given: expected 'initial INITIALS' (see poi search --help)");
-    if (words[0] != "initial")
-        return Fail(2, "unknown search '" + words[0] + "' (this poi offers: initial)");
+        return Fail(2, "no search given: expected 'initial INITIALS' or 'text TEXT' (see poi search --help)");
+    if (words[0] != "initial" && words[0] != "text")
+        return Fail(2, "unknown search '" + words[0] + "' (this poi offers: initial, text)");
+    const bool text = words[0] == "text";
+    const std::string what = text ? "TEXT" : "INITIALS";
     if (words.size() != 2)
-        return Fail(2, "expected one INITIALS after 'initial', got " + std::to_string(words.size() - 1) +
-                           " (usage: poi search --data DIR initial [options] INITIALS)");
+        return Fail(2, "expected one " + what + " after '" + words[0] + "', got " + std::to_string(words.size() - 1) +
+                           " (usage: poi search --data DIR " + words[0] + " [options] " + what + ")");
     if (!parsed.Has("--data"))
         return Fail(2, "--data DIR is required (a directory made by poi build)");
     long long limit = 10, offset = 0;
@@ -69,10 +80,10 @@ int SearchCommand::Run(const std::vector<std::string>& args)
     if (!CommandArgs::ParseCount(parsed.Value("--offset", "0"), 1000000000, offset))
         return Fail(2, "--offset takes a whole number from 0, not '" + parsed.Value("--offset") + "'");
     if (words[1].empty())
-        return Fail(2, "INITIALS is empty: type at least one letter");
+        return Fail(2, text ? "TEXT is empty: type at least one word" : "INITIALS is empty: type at least one letter");
     const bool refine = parsed.Has("--refine");
     if (refine && parsed.Value("--refine").empty())
-        return Fail(2, "--refine needs some initials to keep");
+        return Fail(2, text ? "--refine needs some words to keep" : "--refine needs some initials to keep");
     const bool json = parsed.Has("--json");
 
     // UTF-8 arguments become the GBK keys the engine takes.
@@ -80,7 +91,7 @@ int SearchCommand::Run(const std::vector<std::string>& args)
     std::string keys[4];
     const std::pair<const char*, std::string> texts[4] = {{"--province", province},
                                                           {"--city", parsed.Value("--city", "*")},
-                                                          {"INITIALS", words[1]},
+                                                          {what.c_str(), words[1]},
                                                           {"--refine", parsed.Value("--refine")}};
     for (int k = 0; k < 4; ++k) {
         if (!GbkCodec::ToGbk(texts[k].second, keys[k], &error))
@@ -119,6 +130,8 @@ int SearchCommand::Run(const std::vector<std::string>& args)
 
     ePOIEngineManager engine;
     engine.SetPoiPath(dir.c_str());
+    if (text)
+        return RunText(engine, dir, set, keys, refine ? &texts[3].second : nullptr, offset, limit, json);
     char* next = nullptr;
     int nextCount = 0;
     if (!engine.QueryByInitial(3, set.number, keys[0].c_str(), keys[1].c_str(), keys[2].c_str(), next, nextCount))
@@ -176,6 +189,50 @@ int SearchCommand::Run(const std::vector<std::string>& args)
         m_out << "; " << listed << " begin with " << texts[3].second;
     if (hits.empty() && offset > 0 && listed > 0)
         m_out << "; none from " << offset + 1;
+    if (!hits.empty())
+        m_out << "; showing " << offset + 1 << "-" << offset + static_cast<long long>(hits.size());
+    m_out << "\n";
+    if (!hits.empty())
+        HitText::PrintTable(m_out, hits, static_cast<int>(offset) + 1);
+    return 0;
+}
+
+int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, const DataSetList::DataSet& set,
+                           const std::string keys[4], const std::string* refine, long long offset, long long limit,
+                           bool json)
+{
+    if (!engine.QueryByFullText(3, set.number, keys[0].c_str(), keys[1].c_str(), keys[2].c_str()))
+        return Fail(1, "the text index of data set " + std::to_string(set.number) + " (" + set.province + ") in " +
+                           dir + "/POI/ cannot be read, or the province or city is not in it");
+    const int total = engine.GetPOICount(0);
+    int listed = total;
+    if (refine != nullptr) {
+        if (!engine.QueryFromPreByFullText(keys[3].c_str()))
+            return Fail(1, "the refinement by '" + *refine + "' failed");
+        listed = engine.GetPOICount(0); // the text search counts what the record set holds
+    }
+    std::vector<HitText> hits;
+    ePoiInfo info{};
+    for (long long i = offset; i < listed && i < offset + limit; ++i) {
+        // The engine copies a name without its zero: clear the record first.
+        if (!engine.GetPOIInfo(0, static_cast<int>(i), info = ePoiInfo{}))
+            return Fail(1, "hit " + std::to_string(i + 1) + " of " + std::to_string(listed) +
+                               " cannot be read (the data directory may be damaged)");
+        hits.emplace_back(info);
+    }
+    if (json) {
+        m_out << "{\"count\":" << total;
+        if (refine != nullptr)
+            m_out << ",\"refine\":" << HitText::JsonString(*refine) << ",\"refined\":" << listed;
+        m_out << "}\n";
+        for (const HitText& hit : hits)
+            m_out << hit.Json() << "\n";
+        return 0;
+    }
+    m_out << "data set " << set.number << " (" << set.province << ")\n";
+    m_out << "hits: " << total << (total == ePOIEngineManager::kFirstBatch ? " (the most the search returns)" : "");
+    if (refine != nullptr)
+        m_out << "; " << listed << " hold " << *refine;
     if (!hits.empty())
         m_out << "; showing " << offset + 1 << "-" << offset + static_cast<long long>(hits.size());
     m_out << "\n";

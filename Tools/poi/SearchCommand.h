@@ -4,10 +4,15 @@
 #include <string>
 #include <vector>
 
+#include "DataSetList.h"
+
 namespace Kest {
 
-// `poi search --data DIR initial [options] INITIALS`: the search by pinyin
-// initials through ePOIEngineManager, UTF-8 in and out, as a table or JSON.
+class ePOIEngineManager;
+
+// `poi search --data DIR initial|text [options] KEY`: the searches by pinyin
+// initials and by Chinese text through ePOIEngineManager, UTF-8 in and out,
+// as a table or JSON.
 class SearchCommand {
 public:
     static const char kUsage[];
@@ -19,6 +24,9 @@ public:
 
 private:
     int Fail(int status, const std::string& message);
+    // The text search: keys are province, city, text and the refinement, in GBK.
+    int RunText(ePOIEngineManager& engine, const std::string& dir, const DataSetList::DataSet& set,
+                const std::string keys[4], const std::string* refine, long long offset, long long limit, bool json);
 
     std::ostream& m_out;
     std::ostream& m_err;
