@@ -102,6 +102,8 @@ protected:
     // Reads the header of "<directory><fileNumber>.ndf" into `index` unless
     // that file is the one it already reads.
     int OpenIndex(eNdfIndex& index, const eString& directory, int fileNumber);
+    // A refinement's result: the record set over the kept hits, one each.
+    void KeepHits(const eArray<ueglobal_addr_t>& kept);
 
     int m_nQueryType = 0;
     int m_nAddressLevel = 0;

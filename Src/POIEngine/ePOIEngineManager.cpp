@@ -254,6 +254,19 @@ bool ePOIEngineManager::GetPOIInfo(int nType, int nIndex, ePoiInfo& info)
     return true;
 }
 
+void ePOIEngineManager::KeepHits(const eArray<ueglobal_addr_t>& kept)
+{
+    eArray<ueaddr_t> pids;
+    eArray<unsigned short> eids;
+    eArray<unsigned int> counts;
+    SplitHits(kept, pids, eids);
+    counts.Append(1u, kept.GetSize());
+    m_pRecordset->Clear();
+    m_pRecordset->SetPIDs(pids);
+    m_pRecordset->SetEIDs(eids);
+    m_pRecordset->SetEIDCounts(counts);
+}
+
 // ---- Search by pinyin initials ----
 
 bool ePOIEngineManager::QueryByInitial(int nKeyCount, int nCity, const char* szKey1, const char* szKey2,
@@ -335,15 +348,7 @@ bool ePOIEngineManager::QueryFromPreByInitial(const char* szText)
         if (std::strncmp(initials.get(), upper.Cstr(), length) == 0)
             kept.Add(m_pRecordset->GetGID());
     }
-    eArray<ueaddr_t> pids;
-    eArray<unsigned short> eids;
-    eArray<unsigned int> counts;
-    SplitHits(kept, pids, eids);
-    counts.Append(1u, kept.GetSize());
-    m_pRecordset->Clear();
-    m_pRecordset->SetPIDs(pids);
-    m_pRecordset->SetEIDs(eids);
-    m_pRecordset->SetEIDCounts(counts);
+    KeepHits(kept);
     return true;
 }
 
@@ -452,15 +457,7 @@ bool ePOIEngineManager::QueryFromPreByFullText(const char* szText)
         if (all)
             kept.Add(m_pRecordset->GetGID());
     }
-    eArray<ueaddr_t> pids;
-    eArray<unsigned short> eids;
-    eArray<unsigned int> counts;
-    SplitHits(kept, pids, eids);
-    counts.Append(1u, kept.GetSize());
-    m_pRecordset->Clear();
-    m_pRecordset->SetPIDs(pids);
-    m_pRecordset->SetEIDs(eids);
-    m_pRecordset->SetEIDCounts(counts);
+    KeepHits(kept);
     return true;
 }
 
