@@ -23,6 +23,10 @@
 //   its peak resident memory (SQLite with its default cache and with 1 MB).
 // - prints one Markdown table with medians, p99s, ratios, sizes and memory.
 //
+// PEER_SHOW_DIFFERENCES=1 names the refinements after which the two sides
+// have read different numbers of hits; PEER_KEEP_QUERIES=1 keeps the query
+// file (OUT/../peer-queries.tsv) for profiling one side alone.
+//
 // This is a benchmark, not a test: it checks nothing beyond "both sides found
 // something", and `make test` does not run it.
 #include <sqlite3.h>
@@ -679,7 +683,9 @@ int ChildQueries(const std::string& side, const std::string& out, const std::str
     const std::vector<Query> queries = LoadQueries(file);
     long long hits = 0;
     double micros = 0;
-    if (side == "engine") {
+    if (side == "none") {
+        // The floor: this program with the queries read and nothing answered.
+    } else if (side == "engine") {
         EngineSide engine(out);
         for (const Query& q : queries)
             hits += engine.Run(q, micros);
@@ -815,10 +821,14 @@ void RunDataSet(const std::string& out)
     // Each side alone, for its peak resident memory.
     const std::string queryFile = home + "/peer-queries.tsv";
     SaveQueries(queries, queryFile);
+    const ChildResult rssFloor = RunChild({"--child", "none", out, dbPath, queryFile});
     const ChildResult rssEngine = RunChild({"--child", "engine", out, dbPath, queryFile});
     const ChildResult rssSqlite = RunChild({"--child", "sqlite", out, dbPath, queryFile});
     const ChildResult rssSqlite1 = RunChild({"--child", "sqlite-1mb", out, dbPath, queryFile});
-    fs::remove(queryFile);
+    // PEER_KEEP_QUERIES keeps the file, e.g. to profile one side alone:
+    // perf record PeerBench --child engine OUT DB FILE.
+    if (std::getenv("PEER_KEEP_QUERIES") == nullptr)
+        fs::remove(queryFile);
 
     const unsigned long long dataBytes = DirectoryBytes(out);
     const unsigned long long dbBytes = fs::file_size(dbPath);
@@ -855,6 +865,8 @@ void RunDataSet(const std::string& out)
     std::printf("| the same, SQLite cache_size=-1024 (1 MB) | %s | %s | %s |\n", Mb(rssEngine.maxRssKb * 1024.0).c_str(),
                 Mb(rssSqlite1.maxRssKb * 1024.0).c_str(),
                 Ratio(static_cast<double>(rssSqlite1.maxRssKb), static_cast<double>(rssEngine.maxRssKb)).c_str());
+    std::printf("| the floor: the harness with the queries read, answering none | %s | %s | |\n",
+                Mb(rssFloor.maxRssKb * 1024.0).c_str(), Mb(rssFloor.maxRssKb * 1024.0).c_str());
     std::printf("\nEngine keystroke median by letters typed 1..6:");
     for (int n = 1; n <= 6; ++n)
         std::printf(" %s", Us(Percentile(keyByLength[n], 0.5)).c_str());
