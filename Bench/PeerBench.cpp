@@ -763,6 +763,10 @@ void RunDataSet(const std::string& out)
     std::ifstream(loadPath) >> loadSeconds >> loadRssKb;
     std::ifstream(home + "/build-time.txt") >> buildSeconds >> buildRssKb;
 
+    // The dictionary is one per process and each data set carries its own:
+    // drop the one of the previous set, so that the queries here and the
+    // engine both load this set's.
+    eDictionary::GetInstance().UnLoad();
     sqlite3* db = nullptr;
     if (sqlite3_open_v2(dbPath.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK)
         Die("cannot open " + dbPath);
