@@ -5,7 +5,8 @@
 // Without arguments it reads POI_BENCH_DATA.
 //
 // For each data set it:
-// - builds OUT/../peer.sqlite once (again only when missing), in a child
+// - builds OUT/../peer.sqlite once (again when missing or older than the
+//   generated source), in a child
 //   process so that its time and peak memory are the load's own: the rows of
 //   pois.csv ordered by province; a table with the pinyin initials of each name
 //   (the engine's GetPYInitials) and B-tree indexes on (province, initials),
@@ -751,7 +752,10 @@ void RunDataSet(const std::string& out)
     const std::string home = fs::path(out).parent_path().string();
     const std::string dbPath = home + "/peer.sqlite";
     const std::string loadPath = home + "/peer-load.txt";
-    if (!fs::exists(dbPath) || !fs::exists(loadPath)) {
+    const std::string sourceStamp = home + "/src/.complete";
+    const bool stale = fs::exists(dbPath) && fs::exists(sourceStamp) &&
+                       fs::last_write_time(dbPath) < fs::last_write_time(sourceStamp);
+    if (!fs::exists(dbPath) || !fs::exists(loadPath) || stale) {
         std::fprintf(stderr, "PeerBench: loading %s into %s (once)\n", out.c_str(), dbPath.c_str());
         fs::remove(loadPath);
         const ChildResult load = RunChild({"--load", out, dbPath + ".tmp"});
