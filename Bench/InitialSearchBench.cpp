@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "Build/AdminIndexWriter.h"
 #include "Build/GbkCodec.h"
 #include "Build/Initial2IndexWriter.h"
@@ -26,6 +27,7 @@
 #include "POIEngine/ePOIEngineManager.h"
 
 using namespace Kest;
+using KestBench::Percentile;
 
 namespace {
 
@@ -116,14 +118,6 @@ class Probe : public ePOIEngineManager {
 public:
     std::uint64_t Misses() const { return m_pPool != nullptr ? m_pPool->GetMisses() : 0; }
 };
-
-double Percentile(std::vector<double> v, double p)
-{
-    if (v.empty())
-        return 0;
-    std::sort(v.begin(), v.end());
-    return v[static_cast<std::size_t>(p * static_cast<double>(v.size() - 1))];
-}
 
 // One keystroke per iteration: the sampled names are typed one after the
 // other, each from its first letter to its sixth (or its last).

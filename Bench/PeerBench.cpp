@@ -49,6 +49,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "Build/GbkCodec.h"
 #include "POIEngine/PinyinHelpers.h"
 #include "POIEngine/eDictionary.h"
@@ -56,6 +57,8 @@
 #include "POIEngine/ePOIEngineManager.h"
 
 using namespace Kest;
+using KestBench::Percentile;
+using KestBench::SplitCsv;
 namespace fs = std::filesystem;
 
 namespace {
@@ -71,22 +74,6 @@ using Clock = std::chrono::steady_clock;
 double Micros(Clock::time_point start)
 {
     return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
-}
-
-std::vector<std::string> SplitCsv(const std::string& line)
-{
-    std::vector<std::string> f;
-    std::string cell;
-    for (char c : line) {
-        if (c == ',') {
-            f.push_back(cell);
-            cell.clear();
-        } else if (c != '\r') {
-            cell += c;
-        }
-    }
-    f.push_back(cell);
-    return f;
 }
 
 // The peak resident memory of this process since its exec (VmHWM, in KB).
@@ -703,14 +690,6 @@ int ChildQueries(const std::string& side, const std::string& out, const std::str
 }
 
 // ---------------------------------------------------------------- report
-
-double Percentile(std::vector<double> v, double p)
-{
-    if (v.empty())
-        return 0;
-    std::sort(v.begin(), v.end());
-    return v[static_cast<std::size_t>(p * static_cast<double>(v.size() - 1))];
-}
 
 std::string Us(double us)
 {

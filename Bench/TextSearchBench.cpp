@@ -17,12 +17,15 @@
 #include <string>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "Build/GbkCodec.h"
 #include "POIEngine/eDictionary.h"
 #include "POIEngine/eMMWordSeg.h"
 #include "POIEngine/ePOIEngineManager.h"
 
 using namespace Kest;
+using KestBench::Percentile;
+using KestBench::SplitCsv;
 
 namespace {
 
@@ -65,17 +68,7 @@ std::vector<Query> MakeQueries(int words, bool spaced)
     while (std::getline(csv, line)) {
         if (row++ % 250 != 0)
             continue;
-        std::vector<std::string> f;
-        std::string cell;
-        for (char c : line) {
-            if (c == ',') {
-                f.push_back(cell);
-                cell.clear();
-            } else {
-                cell += c;
-            }
-        }
-        f.push_back(cell);
+        const std::vector<std::string> f = SplitCsv(line);
         if (f.size() < 8)
             continue;
         const auto set = std::find_if(dataSets.begin(), dataSets.end(), [&](const auto& d) { return d.second == f[5]; });
@@ -93,14 +86,6 @@ std::vector<Query> MakeQueries(int words, bool spaced)
         queries.push_back({set->first, text});
     }
     return queries;
-}
-
-double Percentile(std::vector<double> v, double p)
-{
-    if (v.empty())
-        return 0;
-    std::sort(v.begin(), v.end());
-    return v[static_cast<std::size_t>(p * static_cast<double>(v.size() - 1))];
 }
 
 void TextQuery(benchmark::State& state, int words, bool spaced)
