@@ -18,10 +18,10 @@
 #include <vector>
 
 #include "BenchSupport.h"
-#include "Build/AdminIndexWriter.h"
-#include "Build/GbkCodec.h"
-#include "Build/Initial2IndexWriter.h"
-#include "Build/PoiStoreWriter.h"
+#include "Compiler/AdminIndexWriter.h"
+#include "Compiler/GbkCodec.h"
+#include "Compiler/Initial2IndexWriter.h"
+#include "Compiler/PoiStoreWriter.h"
 #include "POIEngine/PinyinHelpers.h"
 #include "Ndf/eNdfPool.h"
 #include "POIEngine/ePOIEngineManager.h"

@@ -15,7 +15,7 @@
 
 #include <unistd.h>
 
-#include "Build/PageFileWriter.h"
+#include "Compiler/PageFileWriter.h"
 #include "Ndf/eNdfPool.h"
 #include "Ndf/eNdfRecordsetTabular.h"
 

@@ -50,7 +50,7 @@
 #include <vector>
 
 #include "BenchSupport.h"
-#include "Build/GbkCodec.h"
+#include "Compiler/GbkCodec.h"
 #include "POIEngine/PinyinHelpers.h"
 #include "POIEngine/eDictionary.h"
 #include "POIEngine/eMMWordSeg.h"

@@ -13,8 +13,8 @@
 #include <unistd.h>
 
 #include "Admin/eAdminIndex.h"
-#include "Build/AdminIndexWriter.h"
-#include "Build/RegionEncoder.h"
+#include "Compiler/AdminIndexWriter.h"
+#include "Compiler/RegionEncoder.h"
 #include "Geo/eRelPointRegion.h"
 #include "Ndf/eNdfRegion.h"
 

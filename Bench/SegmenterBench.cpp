@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "Build/CoreDictWriter.h"
-#include "Build/GbkCodec.h"
+#include "Compiler/CoreDictWriter.h"
+#include "Compiler/GbkCodec.h"
 #include "POIEngine/eDictionary.h"
 #include "POIEngine/eMMWordSeg.h"
 #include "POIEngine/eMPWordSeg.h"

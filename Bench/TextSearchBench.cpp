@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "BenchSupport.h"
-#include "Build/GbkCodec.h"
+#include "Compiler/GbkCodec.h"
 #include "POIEngine/eDictionary.h"
 #include "POIEngine/eMMWordSeg.h"
 #include "POIEngine/ePOIEngineManager.h"

@@ -20,7 +20,7 @@
 
 #include <unistd.h>
 
-#include "Build/PageFileWriter.h"
+#include "Compiler/PageFileWriter.h"
 #include "Ndf/eNdfPool.h"
 #include "POIEngine/eNdfIndexInitial.h"
 #include "POIEngine/eNdfIndexInitial2.h"

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <vector>
 
-#include "Build/FeatureBlockEncoder.h"
+#include "Compiler/FeatureBlockEncoder.h"
 #include "Ndf/eNdfFeatureIndex.h"
 
 using namespace Kest;

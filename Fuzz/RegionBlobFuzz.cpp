@@ -11,7 +11,7 @@
 
 #include "Base/NdfFormat.h"
 #include "Base/eCrc32.h"
-#include "Build/RegionEncoder.h"
+#include "Compiler/RegionEncoder.h"
 #include "Geo/eRelPointRegion.h"
 #include "Ndf/eNdfRegion.h"
 

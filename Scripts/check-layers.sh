@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Fails when a source includes a header of a layer above its own.
-# Layers: Base <- Ndf/Admin/Geo <- POIEngine <- Build <- Tools; Ndf may use Geo.
+# Layers: Base <- Ndf/Admin/Geo <- POIEngine <- Compiler <- Tools; Ndf may use Geo.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 allowed() {
@@ -10,11 +10,11 @@ allowed() {
     Admin)     echo "Base Admin" ;;
     Ndf)       echo "Base Geo Ndf" ;;
     POIEngine) echo "Base Geo Admin Ndf POIEngine" ;;
-    Build)     echo "Base Geo Admin Ndf POIEngine Build" ;;
+    Compiler)  echo "Base Geo Admin Ndf POIEngine Compiler" ;;
   esac
 }
 status=0
-for layer in Base Geo Admin Ndf POIEngine Build; do
+for layer in Base Geo Admin Ndf POIEngine Compiler; do
   ok=" $(allowed "$layer") "
   for f in Include/$layer/*.h Src/$layer/*.h Src/$layer/*.cpp; do
     [ -f "$f" ] || continue

@@ -1,7 +1,7 @@
 #pragma once
 // The constants of every on-disk format of the platform layer, in one place.
 // docs/format.md describes the same formats byte by byte and names this file;
-// the writers (Src/Build) and the readers use only these names.
+// the writers (Src/Compiler) and the readers use only these names.
 
 #include <cstddef>
 #include <cstdint>

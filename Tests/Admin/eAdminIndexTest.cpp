@@ -7,7 +7,7 @@
 
 #include "Base/NdfFormat.h"
 #include "Base/eCrc32.h"
-#include "Build/AdminIndexWriter.h"
+#include "Compiler/AdminIndexWriter.h"
 #include "Support/TempDir.h"
 
 using namespace Kest;

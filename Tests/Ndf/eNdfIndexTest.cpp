@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Build/FeatureBlockEncoder.h"
+#include "Compiler/FeatureBlockEncoder.h"
 #include "Support/NdfFiles.h"
 
 using namespace Kest;

@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "Build/FeatureBlockEncoder.h"
-#include "Build/Initial2IndexWriter.h"
-#include "Build/PageFileWriter.h"
+#include "Compiler/FeatureBlockEncoder.h"
+#include "Compiler/Initial2IndexWriter.h"
+#include "Compiler/PageFileWriter.h"
 #include "Ndf/eNdfPool.h"
 #include "POIEngine/PinyinHelpers.h"
 #include "POIEngine/eNdfIndexInitial2.h"

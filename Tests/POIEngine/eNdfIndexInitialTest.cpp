@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "Build/FeatureBlockEncoder.h"
-#include "Build/GbkCodec.h"
-#include "Build/InitialIndexWriter.h"
+#include "Compiler/FeatureBlockEncoder.h"
+#include "Compiler/GbkCodec.h"
+#include "Compiler/InitialIndexWriter.h"
 #include "Support/NdfFiles.h"
 
 using namespace Kest;

@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "Build/CoreDictWriter.h"
-#include "Build/GbkCodec.h"
-#include "Build/PoiStoreWriter.h"
-#include "Build/SegFullTextIndexWriter.h"
+#include "Compiler/CoreDictWriter.h"
+#include "Compiler/GbkCodec.h"
+#include "Compiler/PoiStoreWriter.h"
+#include "Compiler/SegFullTextIndexWriter.h"
 #include "Ndf/eNdfRecordsetTabular.h"
 #include "POIEngine/eDictionary.h"
 #include "POIEngine/ePOIEngineManager.h"

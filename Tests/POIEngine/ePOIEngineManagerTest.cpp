@@ -10,7 +10,7 @@
 #include <string>
 
 #include "Base/ePoiInfo.h"
-#include "Build/GbkCodec.h"
+#include "Compiler/GbkCodec.h"
 #include "Ndf/eNdfRecordsetTabular.h"
 #include "POIEngine/ePOIEngineManager.h"
 #include "POIEngine/eNdfIndexInitial2.h"

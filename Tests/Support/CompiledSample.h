@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "Build/DataCompiler.h"
-#include "Build/GbkCodec.h"
+#include "Compiler/DataCompiler.h"
+#include "Compiler/GbkCodec.h"
 #include "Support/TempDir.h"
 
 namespace KestTest {

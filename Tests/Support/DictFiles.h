@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
-#include "Build/CoreDictWriter.h"
-#include "Build/GbkCodec.h"
+#include "Compiler/CoreDictWriter.h"
+#include "Compiler/GbkCodec.h"
 #include "POIEngine/eDictionary.h"
 
 namespace KestTest {

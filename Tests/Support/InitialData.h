@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "Build/AdminIndexWriter.h"
-#include "Build/GbkCodec.h"
-#include "Build/Initial2IndexWriter.h"
-#include "Build/PoiStoreWriter.h"
+#include "Compiler/AdminIndexWriter.h"
+#include "Compiler/GbkCodec.h"
+#include "Compiler/Initial2IndexWriter.h"
+#include "Compiler/PoiStoreWriter.h"
 #include "Support/TempDir.h"
 
 namespace KestTest {

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "Build/PageFileWriter.h"
+#include "Compiler/PageFileWriter.h"
 #include "Ndf/eNdfPool.h"
 #include "Ndf/eNdfRecordsetTabular.h"
 #include "Support/TempDir.h"

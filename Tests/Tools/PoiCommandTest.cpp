@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "Build/GbkCodec.h"
+#include "Compiler/GbkCodec.h"
 #include "DataSetList.h"
 #include "HitText.h"
 #include "POIEngine/PinyinHelpers.h"

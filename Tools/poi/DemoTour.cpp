@@ -9,7 +9,7 @@
 #include <sstream>
 #include <unistd.h>
 
-#include "Build/DataCompiler.h"
+#include "Compiler/DataCompiler.h"
 #include "CommandArgs.h"
 #include "SearchCommand.h"
 #include "StoreCommand.h"

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "Build/GbkCodec.h"
+#include "Compiler/GbkCodec.h"
 
 namespace Kest {
 namespace {

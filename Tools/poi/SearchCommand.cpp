@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "Build/GbkCodec.h"
+#include "Compiler/GbkCodec.h"
 #include "CommandArgs.h"
 #include "DataSetList.h"
 #include "HitText.h"

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "Build/GbkCodec.h"
+#include "Compiler/GbkCodec.h"
 #include "CommandArgs.h"
 #include "HitText.h"
 #include "POIEngine/ePOIEngineManager.h"

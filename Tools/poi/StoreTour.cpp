@@ -7,7 +7,7 @@
 #include <iomanip>
 #include <vector>
 
-#include "Build/GbkCodec.h"
+#include "Compiler/GbkCodec.h"
 #include "POIEngine/ePOIEngineContainer.h"
 
 namespace Kest {

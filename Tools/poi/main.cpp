@@ -14,7 +14,7 @@
 #include <vector>
 #include <unistd.h>
 
-#include "Build/DataCompiler.h"
+#include "Compiler/DataCompiler.h"
 #include "DemoTour.h"
 #include "SearchCommand.h"
 #include "StoreCommand.h"

@@ -1,0 +1,117 @@
+#pragma once
+
+#include <chrono>
+#include <csignal>
+#include <cstddef>
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "Compiler/CategoryList.h"
+#include "Compiler/Gazetteer.h"
+#include "Compiler/SourceFileReader.h"
+#include "Base/ueglobal_addr_t.h"
+
+namespace Kest {
+
+// The data compiler behind `poi build SRC OUT`: reads the UTF-8 sources of
+// SRC (docs/cli.md lists them) and writes a data directory for the engine:
+//
+//   OUT/POI/1.ndf                POI record store (pois.csv), sorted by
+//                                province, city, county, category, name
+//   OUT/POI/AdminIndex.ndf       county number -> "province city county"
+//   OUT/POI/Around/POI_SORT.txt  the category list in GBK
+//   OUT/POI/CoreDict.dct         the word dictionary
+//   OUT/POI/datasets.txt         data set numbers and province names
+//   OUT/POI/<100+n>.ndf          pinyin-initial index of data set n
+//   OUT/POI/<200+n>.ndf          full-text index of data set n
+//
+// Sights, place names and crossroads are read and checked like POIs; their
+// own stores are not written yet.
+//
+// Rejected rows go to the report stream as "file:line: reason"; the build
+// goes on without them unless `strict` is set. Everything is written into a
+// staging directory next to OUT that replaces OUT only when the build
+// succeeds. The same sources give the same bytes.
+class DataCompiler {
+public:
+    struct Options {
+        std::string source;
+        std::string output;
+        bool strict = false;
+        // Progress lines, one per phase (null: quiet).
+        std::ostream* progress = nullptr;
+        // Set (by a signal handler) to stop the build; OUT stays as it was.
+        const volatile std::sig_atomic_t* cancel = nullptr;
+    };
+
+    struct FileSummary {
+        std::string file; // name within SRC
+        SourceFileReader::Counts counts;
+    };
+    struct Summary {
+        std::vector<FileSummary> files; // the CSV files and words.txt, in reading order
+        std::size_t dataSets = 0;
+        std::size_t cities = 0;
+        std::size_t counties = 0;
+        std::size_t categories = 0;
+        std::size_t pois = 0;            // records in the POI store
+        std::size_t indexedPois = 0;     // POIs in the pinyin-initial indexes
+        std::size_t unindexedPois = 0;   // POIs whose name has no pinyin initial
+        std::size_t dictWords = 0;       // words in CoreDict.dct
+        std::size_t dictVocabulary = 0;  // of the words given, those marked as the data's own
+        std::size_t dictNoRoom = 0;      // words left out for lack of room
+        std::size_t textWords = 0;       // words of names in the full-text indexes
+        std::size_t Rejected() const;
+    };
+
+    DataCompiler(Options options, std::ostream& report);
+
+    // Runs the whole build. False, with GetError() (one line, no trailing
+    // newline), when the build failed; OUT is then untouched.
+    bool Run();
+
+    const std::string& GetError() const { return m_error; }
+    const Summary& GetSummary() const { return m_summary; }
+
+    // The source files, all required, in the order they are read.
+    static const std::vector<std::string>& SourceFiles();
+
+private:
+    bool Fail(const std::string& message);
+    bool Cancelled() const;
+    // Reports the start of a phase; false (and the build fails) once the
+    // build was cancelled.
+    bool Phase(const std::string& what);
+    bool ReadText(const std::string& name, std::string& text);
+    bool ReadSources();
+    bool ReadGazetteer();
+    bool ReadCsv(const std::string& name, SourceFileReader::Kind kind, std::vector<SourceRow>& rows);
+    bool ReadWords();
+    bool WriteOutput(const std::string& dir);
+    bool WritePoiStore(const std::string& dir);
+    bool WriteAdminIndex(const std::string& dir);
+    bool WriteCategories(const std::string& dir);
+    bool WriteDictionary(const std::string& dir);
+    bool WriteDataSets(const std::string& dir);
+    bool WriteInitialIndexes(const std::string& dir);
+    bool WriteFullTextIndexes(const std::string& dir);
+    bool WriteFile(const std::string& path, const std::string& bytes);
+    std::string SourcePath(const std::string& name) const;
+
+    Options m_options;
+    std::ostream& m_report;
+    std::string m_error;
+    Summary m_summary;
+    std::chrono::steady_clock::time_point m_started;
+
+    Gazetteer m_gazetteer;
+    CategoryList m_categories;
+    std::vector<std::string> m_gbkProvinces, m_gbkCities, m_gbkCounties; // by gazetteer index
+    std::vector<SourceRow> m_pois, m_others;
+    std::vector<std::pair<std::string, long long>> m_words; // GBK word, frequency
+    std::vector<ueglobal_addr_t> m_poiAddrs;                // by position in m_pois once sorted
+};
+
+} // namespace Kest

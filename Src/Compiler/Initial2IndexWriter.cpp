@@ -1,0 +1,241 @@
+#include "Compiler/Initial2IndexWriter.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+
+#include "Compiler/FeatureBlockEncoder.h"
+#include "Compiler/PageFileWriter.h"
+#include "POIEngine/PinyinHelpers.h"
+#include "POIEngine/eNdfIndexInitial.h"
+
+namespace Kest {
+
+namespace {
+
+using Record = PageFileWriter::Record;
+
+const unsigned char kNoneEnds = 0;
+
+// Letters compare as the reader orders them: folded bytes taken as signed.
+bool InitialsLess(const std::string& a, const std::string& b)
+{
+    return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
+        return static_cast<signed char>(x) < static_cast<signed char>(y);
+    });
+}
+
+struct Pair {
+    ueglobal_addr_t addr{};
+    unsigned int count = 0;
+};
+
+// The trie is built from the rows sorted by initials: the rows below one
+// prefix are one range, the rows ending at it come first, the rest fall into
+// one sub-range per next letter. Nodes are written children first, so every
+// record can name what lies below it; the result runs of a node's letters are
+// written right before the node's letter run, so that a walk and the next
+// letters of a node read neighbouring records.
+class Initial2TrieBuilder {
+public:
+    struct Row {
+        const std::string* initials;
+        std::uint16_t code;
+        ueglobal_addr_t poi;
+    };
+
+    Initial2TrieBuilder(PageFileWriter& writer, int depth) : m_writer(writer), m_nDepth(depth) {}
+
+    // Writes the letter node of the prefix shared by rows[lo, hi) (all at
+    // least `level` letters long, those of exactly `level` letters first) and
+    // gives its pair; no pair when nothing lies below the prefix.
+    bool WriteNode(const std::vector<Row>& rows, std::size_t lo, std::size_t hi, std::size_t level, Pair& node)
+    {
+        node = Pair{};
+        while (lo < hi && rows[lo].initials->size() == level)
+            ++lo;
+        if (lo == hi || static_cast<int>(level) >= m_nDepth)
+            return true;
+        struct Letter {
+            char letter;
+            Pair child;
+            Pair results;
+            bool endsHere; // some POI's key is exactly the prefix + letter
+        };
+        std::vector<Letter> letters;
+        std::vector<std::pair<std::size_t, std::size_t>> ranges;
+        for (std::size_t i = lo; i < hi;) {
+            const char c = (*rows[i].initials)[level];
+            std::size_t j = i;
+            while (j < hi && (*rows[j].initials)[level] == c)
+                ++j;
+            Letter letter{c, {}, {}, rows[i].initials->size() == level + 1};
+            if (!WriteNode(rows, i, j, level + 1, letter.child))
+                return false;
+            letters.push_back(letter);
+            ranges.emplace_back(i, j);
+            i = j;
+        }
+        for (std::size_t k = 0; k < letters.size(); ++k)
+            if (!WriteResults(rows, ranges[k].first, ranges[k].second, level + 1, letters[k].results))
+                return false;
+        std::vector<Record> run;
+        for (const Letter& l : letters) {
+            Record r;
+            r.Set(0, &l.letter, 1);
+            const auto block =
+                FeatureBlockEncoder::Encode(l.child.addr, l.child.count, l.results.addr, l.results.count);
+            r.Set(1, block.data(), block.size());
+            // Tells the paging walk that this letter's result run lists no
+            // POI, so it need not read it.
+            if (!l.endsHere)
+                r.Set(3, &kNoneEnds, 1);
+            run.push_back(std::move(r));
+        }
+        node.count = static_cast<unsigned int>(run.size());
+        return m_writer.AppendRun(run, node.addr);
+    }
+
+private:
+    // The result run of the prefix of rows[lo, hi), `length` letters long:
+    // one record per district, ascending code, with the POIs that end there
+    // and the number of that district's POIs that lie deeper.
+    bool WriteResults(const std::vector<Row>& rows, std::size_t lo, std::size_t hi, std::size_t length, Pair& out)
+    {
+        std::map<std::uint16_t, std::pair<std::vector<ueglobal_addr_t>, std::uint32_t>> byCode;
+        for (std::size_t i = lo; i < hi; ++i) {
+            auto& entry = byCode[rows[i].code];
+            if (rows[i].initials->size() == length)
+                entry.first.push_back(rows[i].poi);
+            else
+                ++entry.second;
+        }
+        std::vector<Record> run;
+        for (const auto& [code, entry] : byCode) {
+            // A district with more POIs than one record can carry goes on in
+            // further records of the same code: the reader appends their
+            // addresses in order and adds up their counts, so nothing changes.
+            std::uint32_t further = entry.second;
+            std::size_t next = 0;
+            bool first = true;
+            while (first || further > 0 || next < entry.first.size()) {
+                const std::uint32_t part = std::min(further, NdfFormat::kInitialMaxFurther);
+                const std::size_t take = std::min(entry.first.size() - next, NdfFormat::kInitialMaxAddresses);
+                unsigned char head[4] = {static_cast<unsigned char>(code), static_cast<unsigned char>(code >> 8),
+                                         static_cast<unsigned char>(part), static_cast<unsigned char>(part >> 8)};
+                Record r;
+                r.Set(0, head, sizeof head);
+                if (take > 0)
+                    r.Set(1, entry.first.data() + next, take * sizeof(ueglobal_addr_t));
+                run.push_back(std::move(r));
+                further -= part;
+                next += take;
+                first = false;
+            }
+        }
+        out.count = static_cast<unsigned int>(run.size());
+        return m_writer.AppendRun(run, out.addr);
+    }
+
+    PageFileWriter& m_writer;
+    int m_nDepth;
+};
+
+} // namespace
+
+Initial2IndexWriter::Initial2IndexWriter(std::uint16_t fileId, int depth, std::uint32_t targetPageSize)
+    : m_nFileId(fileId), m_nDepth(depth < 1 ? 1 : depth), m_nTarget(targetPageSize)
+{
+}
+
+void Initial2IndexWriter::AddDistrict(std::string_view province, std::string_view city, std::uint16_t code)
+{
+    auto it = std::find_if(m_provinces.begin(), m_provinces.end(),
+                           [&](const Province& p) { return p.name == province; });
+    if (it == m_provinces.end()) {
+        m_provinces.push_back(Province{std::string(province), {}});
+        it = m_provinces.end() - 1;
+    }
+    it->cities.emplace_back(std::string(city), code);
+}
+
+bool Initial2IndexWriter::AddPoi(std::string_view name, std::uint16_t code, const ueglobal_addr_t& poi)
+{
+    const std::string text(name);
+    std::unique_ptr<char[]> initials(GetPYInitials(text.c_str()));
+    std::string folded;
+    for (const char* p = initials.get(); *p != '\0' && static_cast<int>(folded.size()) < m_nDepth; ++p)
+        folded.push_back(static_cast<char>(eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(*p))));
+    if (folded.empty())
+        return false;
+    m_rows.push_back(Row{std::move(folded), code, poi});
+    return true;
+}
+
+bool Initial2IndexWriter::Write(const std::string& path)
+{
+    PageFileWriter writer(m_nFileId, m_nTarget);
+    if (!writer.Open(path)) {
+        m_error = writer.GetError();
+        return false;
+    }
+    auto fail = [&]() {
+        m_error = writer.GetError();
+        writer.Close();
+        return false;
+    };
+
+    // The letter trie. The sort is stable, so POIs with equal initials keep
+    // the order in which they were added.
+    std::vector<Initial2TrieBuilder::Row> rows;
+    rows.reserve(m_rows.size());
+    for (const Row& r : m_rows)
+        rows.push_back({&r.initials, r.code, r.poi});
+    std::stable_sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) {
+        return InitialsLess(*a.initials, *b.initials);
+    });
+    Initial2TrieBuilder builder(writer, m_nDepth);
+    Pair letterRoot;
+    if (!builder.WriteNode(rows, 0, rows.size(), 0, letterRoot))
+        return fail();
+
+    // The district tree: a run of cities per province, then the provinces.
+    std::vector<Record> provinces;
+    for (const Province& p : m_provinces) {
+        std::vector<Record> cities;
+        for (const auto& [name, code] : p.cities) {
+            Record r;
+            r.SetText(0, name).SetShort(1, code);
+            cities.push_back(std::move(r));
+        }
+        ueglobal_addr_t first{};
+        if (!writer.AppendRun(cities, first))
+            return fail();
+        const auto block = FeatureBlockEncoder::Encode(first, static_cast<unsigned int>(cities.size()), {}, 0);
+        Record r;
+        r.SetText(0, p.name).Set(2, block.data(), block.size());
+        provinces.push_back(std::move(r));
+    }
+    Pair districtRoot;
+    districtRoot.count = static_cast<unsigned int>(provinces.size());
+    if (!writer.AppendRun(provinces, districtRoot.addr))
+        return fail();
+
+    // The root record, at the start of a page: the letter trie as its child,
+    // the district tree as its leaf.
+    const auto block =
+        FeatureBlockEncoder::Encode(letterRoot.addr, letterRoot.count, districtRoot.addr, districtRoot.count);
+    Record root;
+    root.Set(1, block.data(), block.size());
+    ueglobal_addr_t rootAddr{};
+    if (!writer.AppendRun({root}, rootAddr, true))
+        return fail();
+    writer.SetIndexHeader(rootAddr, m_nDepth);
+    if (!writer.Close()) {
+        m_error = writer.GetError();
+        return false;
+    }
+    return true;
+}
+
+} // namespace Kest

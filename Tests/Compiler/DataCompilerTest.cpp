@@ -1,0 +1,358 @@
+#include "Compiler/DataCompiler.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "Admin/eAdminIndex.h"
+#include "Compiler/GbkCodec.h"
+#include "Ndf/eNdfPool.h"
+#include "Ndf/eNdfRecordsetTabular.h"
+#include "POIEngine/eDictionary.h"
+#include "POIEngine/ePOIEngineManager.h"
+#include "Support/TempDir.h"
+
+using Kest::DataCompiler;
+using Kest::GbkCodec;
+using KestTest::TempDir;
+namespace fs = std::filesystem;
+
+namespace {
+
+const char kDistricts[] = R"({"type":"FeatureCollection","features":[
+{"type":"Feature","properties":{"province":"北京市","city":"北京市","county":"东城区"},"geometry":{"type":"Polygon","coordinates":[[[116.3,39.8],[116.5,39.8],[116.5,40.0],[116.3,39.8]]]}},
+{"type":"Feature","properties":{"province":"北京市","city":"市辖区","county":"西城区"},"geometry":{"type":"Polygon","coordinates":[[[116.3,39.8],[116.5,39.8],[116.5,40.0]]]}},
+{"type":"Feature","properties":{"province":"河北省","city":"石家庄市","county":"长安区"},"geometry":{"type":"Polygon","coordinates":[[[114,38],[115,38],[115,39]]]}},
+{"type":"Feature","properties":{"province":"河北省","city":"唐山市","county":"路北区"},"geometry":{"type":"Polygon","coordinates":[[[118,39],[119,39],[119,40]]]}},
+{"type":"Feature","properties":{"province":"北京市","city":"北京市","county":"朝阳区"},"geometry":{"type":"MultiPolygon","coordinates":[[[[116.4,39.9],[116.6,39.9],[116.6,40.1]]]]}}]}
+)";
+
+const char kPoiHeader[] = "name,lon,lat,category,phone,province,city,county\n";
+
+// Every file below `dir`, by path relative to it, with its bytes.
+std::map<std::string, std::vector<unsigned char>> Tree(const std::string& dir)
+{
+    std::map<std::string, std::vector<unsigned char>> files;
+    std::error_code ec;
+    for (const auto& entry : fs::recursive_directory_iterator(dir, ec))
+        if (entry.is_regular_file())
+            files[fs::relative(entry.path(), dir).string()] = TempDir::Read(entry.path().string());
+    return files;
+}
+
+std::string Text(const std::vector<unsigned char>& bytes) { return std::string(bytes.begin(), bytes.end()); }
+
+// A progress stream that raises the cancel flag once a phase starting with
+// `phase` is announced, as Ctrl-C at that moment would.
+class CancelAt : public std::streambuf {
+public:
+    CancelAt(std::string phase, volatile std::sig_atomic_t& flag) : m_phase(std::move(phase)), m_flag(flag) {}
+
+protected:
+    int overflow(int c) override
+    {
+        m_text += static_cast<char>(c);
+        if (m_text.find("] " + m_phase) != std::string::npos)
+            m_flag = 1;
+        return c;
+    }
+
+private:
+    std::string m_phase, m_text;
+    volatile std::sig_atomic_t& m_flag;
+};
+
+class DataCompilerTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        fs::create_directory(m_dir.Path("src"));
+        Write("districts.geojson", kDistricts);
+        Write("categories.txt", "餐饮服务\n\t中餐厅\t2000\n\t快餐厅\t2005\n购物服务\n\t商场\t3000\n");
+        Write("pois.csv", std::string(kPoiHeader) +
+                              "王府井百货,116.41,39.91,3000,0101,北京市,北京市,东城区\n"
+                              "全聚德,116.40,39.90,2000,0102,北京市,北京市,东城区\n"
+                              "东来顺,116.39,39.92,2000,,北京市,北京市,东城区\n"
+                              "长安商场,114.5,38.0,3000,,河北省,石家庄市,长安区\n"
+                              "朝阳快餐,116.45,39.92,2005,,北京市,北京市,朝阳区\n"
+                              "西单商场,116.37,39.91,3000,,北京市,市辖区,西城区\n"
+                              "坏坐标,200,39,2000,,北京市,北京市,东城区\n"
+                              "唐山饭店,118.18,39.63,2000,,河北省,唐山市,路北区\n"
+                              "某店,116,39,2000,,北京市,北京市,海淀区\n");
+        Write("sights.csv", std::string(kPoiHeader) +
+                                "故宫,116.39,39.91,3000,,北京市,北京市,东城区\n"
+                                "某景点,116.39,39.91,9999,,北京市,北京市,东城区\n");
+        Write("placenames.csv", kPoiHeader);
+        Write("crossroads.csv", "name,lon,lat,province,city,county\n东单路口,116.42,39.91,北京市,北京市,东城区\n");
+        Write("words.txt", "百货 100\n商场 50\n坏行\n");
+    }
+
+    void Write(const std::string& name, const std::string& text)
+    {
+        std::ofstream(m_dir.Path("src/" + name), std::ios::binary) << text;
+    }
+
+    bool Build(const std::string& out, bool strict = false, const volatile std::sig_atomic_t* cancel = nullptr,
+               std::ostream* progress = nullptr)
+    {
+        DataCompiler::Options options;
+        options.progress = progress;
+        options.source = m_dir.Path("src");
+        options.output = out;
+        options.strict = strict;
+        options.cancel = cancel;
+        m_report.str("");
+        DataCompiler compiler(options, m_report);
+        const bool ok = compiler.Run();
+        m_error = compiler.GetError();
+        m_summary = compiler.GetSummary();
+        return ok;
+    }
+
+    // Only OUT itself may be left next to OUT: no staging directory.
+    void ExpectNoLeftovers()
+    {
+        for (const auto& entry : fs::directory_iterator(m_dir.Path("")))
+            EXPECT_EQ(std::string::npos, entry.path().filename().string().find(".build-")) << entry.path();
+    }
+
+    TempDir m_dir;
+    std::ostringstream m_report;
+    std::string m_error;
+    DataCompiler::Summary m_summary;
+};
+
+} // namespace
+
+TEST_F(DataCompilerTest, CompilesTheRowsAndReportsTheRejectedOnes)
+{
+    const std::string out = m_dir.Path("out");
+    ASSERT_TRUE(Build(out)) << m_error;
+    const std::string src = m_dir.Path("src/");
+    EXPECT_EQ(src + "pois.csv:8: longitude 200 is out of range 0 to 180\n" + src +
+                  "pois.csv:10: unknown county '北京市,北京市,海淀区' (not in districts.geojson)\n" + src +
+                  "sights.csv:3: unknown category 9999 (not in categories.txt)\n" + src +
+                  "words.txt:3: expected 'word frequency'\n",
+              m_report.str());
+
+    ASSERT_EQ(5u, m_summary.files.size());
+    const std::size_t counts[5][3] = {{9, 7, 2}, {2, 1, 1}, {0, 0, 0}, {1, 1, 0}, {3, 2, 1}};
+    const char* names[5] = {"pois.csv", "sights.csv", "placenames.csv", "crossroads.csv", "words.txt"};
+    for (std::size_t i = 0; i < 5; ++i) {
+        EXPECT_EQ(names[i], m_summary.files[i].file);
+        EXPECT_EQ(counts[i][0], m_summary.files[i].counts.rows) << names[i];
+        EXPECT_EQ(counts[i][1], m_summary.files[i].counts.accepted) << names[i];
+        EXPECT_EQ(counts[i][2], m_summary.files[i].counts.rejected) << names[i];
+    }
+    EXPECT_EQ(4u, m_summary.Rejected());
+    EXPECT_EQ(2u, m_summary.dataSets);
+    EXPECT_EQ(3u, m_summary.cities);
+    EXPECT_EQ(5u, m_summary.counties);
+    EXPECT_EQ(3u, m_summary.categories);
+    EXPECT_EQ(7u, m_summary.pois);
+
+    const auto tree = Tree(out);
+    std::vector<std::string> files;
+    for (const auto& f : tree)
+        files.push_back(f.first);
+    EXPECT_EQ((std::vector<std::string>{"POI/1.ndf", "POI/110.ndf", "POI/111.ndf", "POI/210.ndf", "POI/211.ndf", "POI/AdminIndex.ndf", "POI/Around/POI_SORT.txt",
+                                        "POI/CoreDict.dct", "POI/datasets.txt"}),
+              files);
+    EXPECT_EQ("10\t北京市\n11\t河北省\n", Text(tree.at("POI/datasets.txt")));
+    EXPECT_EQ(GbkCodec::Gbk("餐饮服务\n\t中餐厅\t2000\n\t快餐厅\t2005\n购物服务\n\t商场\t3000\n"),
+              Text(tree.at("POI/Around/POI_SORT.txt")));
+    ExpectNoLeftovers();
+}
+
+TEST_F(DataCompilerTest, RecordsReadBackInAreaCategoryNameOrder)
+{
+    const std::string out = m_dir.Path("out");
+    ASSERT_TRUE(Build(out)) << m_error;
+
+    // Counties are numbered in feature order; the store goes by province
+    // (Beijing first), city, county, then category and GBK name.
+    struct Expected {
+        const char* name;
+        std::uint32_t lon, lat, code;
+        std::uint16_t area;
+        const char* areaName;
+    } expected[] = {
+        {"东来顺", 116390000, 39920000, 2000, 1, "北京市东城区"},
+        {"全聚德", 116400000, 39900000, 2000, 1, "北京市东城区"},
+        {"王府井百货", 116410000, 39910000, 3000, 1, "北京市东城区"},
+        {"西单商场", 116370000, 39910000, 3000, 2, "北京市西城区"},
+        {"朝阳快餐", 116450000, 39920000, 2005, 5, "北京市朝阳区"},
+        {"长安商场", 114500000, 38000000, 3000, 3, "河北省石家庄市长安区"},
+        {"唐山饭店", 118180000, 39630000, 2000, 4, "河北省唐山市路北区"},
+    };
+    Kest::eNdfPool pool;
+    pool.SetDataPath((out + "/POI/").c_str());
+    Kest::eNdfRecordsetTabular records;
+    records.SetPool(&pool);
+    Kest::eArray<Kest::ueaddr_t> pids;
+    Kest::eArray<unsigned short> eids;
+    Kest::eArray<unsigned int> runCounts;
+    pids.Add(Kest::MakeGlobalAddr(1, 0, 0).page);
+    eids.Add(0);
+    runCounts.Add(7);
+    records.SetPIDs(pids);
+    records.SetEIDs(eids);
+    records.SetEIDCounts(runCounts);
+    Kest::eAdminIndex admin;
+    admin.SetFilePath((out + "/POI/AdminIndex.ndf").c_str());
+    EXPECT_EQ(5, admin.GetCount());
+
+    ASSERT_TRUE(records.MoveFirst());
+    for (const Expected& e : expected) {
+        SCOPED_TRACE(e.name);
+        ASSERT_FALSE(records.IsEOF());
+        Kest::eString name;
+        ASSERT_TRUE(records.GetFieldValue(0, name));
+        EXPECT_EQ(GbkCodec::Gbk(e.name), name.Cstr());
+        unsigned char* value = nullptr;
+        const std::uint32_t numbers[3] = {e.lon, e.lat, e.code};
+        for (int field = 1; field <= 3; ++field) {
+            ASSERT_EQ(4, records.GetFieldValue(field, value));
+            std::uint32_t v = 0;
+            std::memcpy(&v, value, 4);
+            EXPECT_EQ(numbers[field - 1], v) << "field " << field;
+        }
+        ASSERT_EQ(2, records.GetFieldValue(4, value));
+        std::uint16_t area = 0;
+        std::memcpy(&area, value, 2);
+        EXPECT_EQ(e.area, area);
+        Kest::eString areaName;
+        ASSERT_TRUE(admin.GetAdminInfo(area, areaName));
+        EXPECT_EQ(GbkCodec::Gbk(e.areaName), areaName.Cstr());
+        records.MoveNext();
+    }
+    EXPECT_FALSE(records.MoveTo(7));
+
+    // The dictionary holds words.txt and the data's own names.
+    Kest::eDictionary& dict = Kest::eDictionary::GetInstance();
+    ASSERT_TRUE(dict.Load((out + "/POI/CoreDict.dct").c_str(), false));
+    for (const char* word : {"百货", "商场", "东城区", "石家庄市", "快餐厅", "餐饮服务"}) {
+        std::string gbk = GbkCodec::Gbk(word);
+        EXPECT_TRUE(dict.IsGetWord(gbk.data())) << word;
+    }
+    std::string gbk = GbkCodec::Gbk("百货");
+    EXPECT_EQ(100, dict.GetFreq(gbk.data()));
+    dict.UnLoad();
+}
+
+TEST_F(DataCompilerTest, SameSourcesGiveTheSameBytes)
+{
+    ASSERT_TRUE(Build(m_dir.Path("a"))) << m_error;
+    ASSERT_TRUE(Build(m_dir.Path("b"))) << m_error;
+    const auto first = Tree(m_dir.Path("a"));
+    EXPECT_EQ(first, Tree(m_dir.Path("b")));
+    // Rebuilding over an earlier output replaces it whole: a stray file of
+    // the old output does not survive.
+    TempDir::Write(m_dir.Path("a/POI/stray.ndf"), {1, 2, 3});
+    ASSERT_TRUE(Build(m_dir.Path("a"))) << m_error;
+    EXPECT_EQ(first, Tree(m_dir.Path("a")));
+    ExpectNoLeftovers();
+}
+
+TEST_F(DataCompilerTest, AFailedBuildLeavesTheOutputAsItWas)
+{
+    const std::string out = m_dir.Path("out");
+    ASSERT_TRUE(Build(out)) << m_error;
+    const auto before = Tree(out);
+    ASSERT_FALSE(before.empty());
+    const std::string src = m_dir.Path("src/");
+
+    // --strict: any rejected row fails the build, after every row was reported.
+    EXPECT_FALSE(Build(out, true));
+    EXPECT_EQ("4 rows rejected; --strict makes that a failed build", m_error);
+    EXPECT_NE(std::string::npos, m_report.str().find("words.txt:3: expected 'word frequency'"));
+    EXPECT_EQ(before, Tree(out));
+
+    // Interrupted while writing, once the build directory holds files.
+    for (const char* phase : {"writing AdminIndex.ndf", "installing"}) {
+        volatile std::sig_atomic_t cancel = 0;
+        CancelAt progress(phase, cancel);
+        std::ostream progressStream(&progress);
+        EXPECT_FALSE(Build(out, false, &cancel, &progressStream)) << phase;
+        EXPECT_EQ("interrupted", m_error);
+        EXPECT_EQ(before, Tree(out));
+        ExpectNoLeftovers();
+    }
+
+    // A source file that cannot be read as a whole.
+    Write("categories.txt", "餐饮服务\n\t中餐厅\t2000\n\t快餐厅\t2000\n");
+    EXPECT_FALSE(Build(out));
+    EXPECT_EQ(src + "categories.txt:3: code 2000 is already used on line 2", m_error);
+    EXPECT_EQ(before, Tree(out));
+
+    Write("districts.geojson", R"({"features":[{"properties":{"province":"北京市","city":"北京市","county":"😀区"},)"
+                               R"("geometry":{"type":"Polygon","coordinates":[[[1,1],[2,1],[2,2]]]}}]})");
+    EXPECT_FALSE(Build(out));
+    EXPECT_EQ(src + "districts.geojson: county '😀区': U+1F600 '😀' at byte 1 (character 1) cannot be encoded in GBK",
+              m_error);
+    // Missing source files are named, all of them.
+    fs::remove(m_dir.Path("src/words.txt"));
+    fs::remove(m_dir.Path("src/sights.csv"));
+    EXPECT_FALSE(Build(out));
+    EXPECT_EQ("missing source files: " + src + "sights.csv, " + src + "words.txt", m_error);
+    EXPECT_EQ(before, Tree(out));
+    ExpectNoLeftovers();
+}
+
+TEST_F(DataCompilerTest, EachDataSetHasAPinyinInitialIndexTheEngineSearches)
+{
+    const std::string out = m_dir.Path("out");
+    ASSERT_TRUE(Build(out)) << m_error;
+    EXPECT_EQ(7u, m_summary.indexedPois);
+    Write("pois.csv", std::string(kPoiHeader) + "滧东村饭店,116.4,39.9,2000,,北京市,北京市,东城区\n");
+    ASSERT_TRUE(Build(m_dir.Path("other"))) << m_error;
+    EXPECT_EQ(0u, m_summary.indexedPois);
+    EXPECT_EQ(1u, m_summary.unindexedPois) << "a first character without a pinyin initial";
+    EXPECT_TRUE(fs::exists(m_dir.Path("other/POI/110.ndf")));
+    EXPECT_TRUE(fs::exists(m_dir.Path("other/POI/111.ndf"))) << "a data set without POIs has an index too";
+
+    Kest::ePOIEngineManager engine;
+    engine.SetPoiPath(out.c_str());
+    struct Case {
+        int dataSet;
+        const char* province;
+        const char* city;
+        const char* initials;
+        std::vector<std::string> names;
+    } cases[] = {
+        {10, "*", "*", "DLS", {"东来顺"}},
+        {10, "*", "*", "WFJBH", {"王府井百货"}},
+        {10, "北京市", "北京市", "XDSC", {"西单商场"}}, // West City's "市辖区" is Beijing
+        {11, "河北省", "唐山市", "TSFD", {"唐山饭店"}},
+        {11, "河北省", "石家庄市", "TSFD", {}},       // another city of the province
+        {11, "*", "*", "CASC", {"长安商场"}},
+        {10, "*", "*", "CASC", {}},                 // a POI of the other data set
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.dataSet) + " " + c.initials);
+        char* next = nullptr;
+        int nextCount = 0;
+        const std::string province = GbkCodec::Gbk(c.province), city = GbkCodec::Gbk(c.city);
+        ASSERT_TRUE(engine.QueryByInitial(3, c.dataSet, province.c_str(), city.c_str(), c.initials, next, nextCount));
+        std::vector<std::string> names;
+        for (int i = 0; i < engine.GetPOICount(0); ++i) {
+            Kest::ePoiInfo info{};
+            ASSERT_TRUE(engine.GetPOIInfo(0, i, info));
+            names.push_back(GbkCodec::Utf8(std::string(info.szName, strnlen(info.szName, sizeof info.szName))));
+        }
+        EXPECT_EQ(c.names, names);
+    }
+    Kest::ePoiInfo info{};
+    char* next = nullptr;
+    int nextCount = 0;
+    ASSERT_TRUE(engine.QueryByInitial(3, 11, "*", "*", "TSFD", next, nextCount));
+    ASSERT_TRUE(engine.GetPOIInfo(0, 0, info));
+    EXPECT_EQ(GbkCodec::Gbk("河北省唐山市路北区"), info.szAddress);
+    EXPECT_EQ(2000u, static_cast<unsigned>(info.nCode));
+    EXPECT_NEAR(118.18, info.dX, 1e-4);
+    EXPECT_FALSE(engine.QueryByInitial(3, 12, "*", "*", "TSFD", next, nextCount)) << "no data set 12";
+}

@@ -1,0 +1,169 @@
+#include "Compiler/PageFileWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <set>
+
+#include "Base/NdfFormat.h"
+#include "Ndf/eNdfPageReader.h"
+#include "Support/NdfFiles.h"
+
+using namespace Kest;
+using namespace KestTest;
+
+namespace {
+
+constexpr std::uint16_t kFile = 7;
+
+// Every field 0..255 of a record reads as the model has it (absent: length 0).
+template <class Get>
+void ExpectFields(const ModelRecord& model, Get get)
+{
+    for (int field = 0; field < 256; ++field) {
+        unsigned char* value = nullptr;
+        const int length = get(field, value);
+        const auto found = model.find(static_cast<unsigned char>(field));
+        ASSERT_EQ(found == model.end() ? 0 : static_cast<int>(found->second.size()), length) << "field " << field;
+        if (length == 0)
+            EXPECT_EQ(nullptr, value) << "field " << field;
+        else
+            EXPECT_EQ(0, std::memcmp(found->second.data(), value, found->second.size())) << "field " << field;
+    }
+}
+
+} // namespace
+
+TEST(PageFileWriter, RoundTripsRunsAgainstAModelOverSeveralPageSizes)
+{
+    for (std::uint32_t target : {200u, 1024u, 8192u, 131072u}) {
+        SCOPED_TRACE(target);
+        TempDir dir;
+        std::mt19937 rng(target);
+        // Fillers first, so that the runs under test start mid-page past page 0.
+        PageFileWriter writer(kFile, target);
+        ASSERT_TRUE(writer.Open(NdfFile(dir, kFile)));
+        ueglobal_addr_t addr;
+        for (int i = 0; i < 5; ++i)
+            ASSERT_TRUE(writer.Append(ToRecord({{0, std::string(target / 3, 'f')}}), addr));
+        std::vector<std::vector<ModelRecord>> models(60);
+        Runs runs;
+        for (auto& model : models) {
+            std::vector<PageFileWriter::Record> records;
+            for (int k = 1 + static_cast<int>(rng() % 30); k > 0; --k) {
+                model.push_back(RandomRecord(rng, 4, 90));
+                records.push_back(ToRecord(model.back()));
+            }
+            runs.emplace_back(ueglobal_addr_t{}, static_cast<unsigned int>(model.size()));
+            ASSERT_TRUE(writer.AppendRun(records, runs.back().first)) << writer.GetError();
+        }
+        ASSERT_TRUE(writer.Close()) << writer.GetError();
+        EXPECT_NE(0u, runs[0].first.page.nPage + runs[0].first.nElement) << "the runs must not start at 0";
+
+        // Walk every record: fields as written, addresses strictly ascending,
+        // each run starting at the address the writer gave.
+        Reader reader(DataDir(dir));
+        eNdfRecordsetTabular& rs = reader.rs;
+        SetRuns(rs, runs);
+        std::map<std::pair<std::uint32_t, int>, const ModelRecord*> at; // (page, element) -> record
+        ASSERT_TRUE(rs.MoveFirst());
+        int id = 0;
+        for (std::size_t r = 0; r < runs.size(); ++r) {
+            EXPECT_TRUE(rs.GetGID() == runs[r].first);
+            std::set<std::uint32_t> pages;
+            std::size_t bytes = 0;
+            for (const ModelRecord& model : models[r]) {
+                ASSERT_EQ(id++, rs.GetID());
+                const ueglobal_addr_t gid = rs.GetGID();
+                EXPECT_EQ(kFile, gid.page.nFile);
+                const std::pair<std::uint32_t, int> here{gid.page.nPage, GetEid(gid)};
+                EXPECT_TRUE(at.empty() || at.rbegin()->first < here);
+                at[here] = &model;
+                pages.insert(gid.page.nPage);
+                bytes += ToRecord(model).EncodedSize();
+                ExpectFields(model, [&](int f, unsigned char*& v) { return rs.GetFieldValue(f, v); });
+                rs.MoveNext();
+            }
+            // Records written together stay together when they fit a page.
+            EXPECT_TRUE(pages.size() == 1 || bytes + NdfFormat::kPageHeaderSize + NdfFormat::kPageOffsetEntrySize > target);
+        }
+        EXPECT_TRUE(rs.IsEOF());
+        EXPECT_EQ(id, rs.GetRecordCount());
+
+        // Each page copied to a buffer of exactly its size and read with the
+        // generous size readers pass (the sanitizer build catches a read past
+        // it): the same fields; pages filled to the target and no further.
+        ASSERT_GT(writer.GetPageCount(), 1u);
+        for (std::uint32_t p = 0; p < writer.GetPageCount(); ++p) {
+            const int size = reader.pool.GetPageSize(ueaddr_t{p, kFile});
+            std::vector<unsigned char> page(static_cast<std::size_t>(size));
+            ASSERT_FALSE(reader.pool.GetPage(ueaddr_t{p, kFile}, page.data(), size - 1));
+            ASSERT_TRUE(reader.pool.GetPage(ueaddr_t{p, kFile}, page.data(), size));
+            eNdfPageReader pr;
+            pr.SetData(page.data(), static_cast<int>(NdfFormat::kMaxPageSize));
+            ASSERT_GE(pr.GetRecordCount(), 1);
+            EXPECT_TRUE(pr.GetRecordCount() == 1 || static_cast<std::uint32_t>(size) <= target)
+                << "only a lone record may exceed the target";
+            for (int e = 0; e <= pr.GetRecordCount(); ++e) {
+                const auto found = at.find({p, e});
+                if (found != at.end() || e == pr.GetRecordCount()) // fillers aside; past the last: nothing
+                    ExpectFields(found == at.end() ? ModelRecord{} : *found->second, [&](int f, unsigned char*& v) {
+                        return pr.GetFieldValue(static_cast<unsigned short>(e), static_cast<unsigned char>(f), v);
+                    });
+            }
+        }
+    }
+}
+
+TEST(PageFileWriter, RefusesARecordLargerThanAPageAndTakesTheLargestThatFits)
+{
+    TempDir dir;
+    PageFileWriter writer(kFile, 512);
+    ASSERT_TRUE(writer.Open(NdfFile(dir, kFile)));
+    ueglobal_addr_t small, refused, largest;
+    ASSERT_TRUE(writer.Append(ToRecord({{1, "x"}}), small));
+    EXPECT_FALSE(writer.Append(ToRecord({{0, std::string(NdfFormat::kMaxPageSize, 'z')}}), refused));
+    EXPECT_FALSE(writer.GetError().empty());
+    EXPECT_EQ(1u, writer.GetPageCount()) << "nothing written";
+    const PageFileWriter::Record record = ToRecord({{0, std::string(PageFileWriter::MaxRecordSize() - 10, 'm')}});
+    ASSERT_EQ(PageFileWriter::MaxRecordSize(), record.EncodedSize());
+    ASSERT_TRUE(writer.Append(record, largest));
+    ASSERT_TRUE(writer.Close());
+    EXPECT_TRUE(largest == MakeGlobalAddr(kFile, 1, 0));
+    EXPECT_EQ(static_cast<int>(NdfFormat::kMaxPageSize), Reader(DataDir(dir)).pool.GetPageSize(largest.page));
+}
+
+TEST(PageFileWriter, WritesTheIndexHeaderAndTheSameBytesEveryTime)
+{
+    TempDir dir;
+    std::vector<unsigned char> files[2];
+    ueglobal_addr_t addr, root, header;
+    for (int round = 0; round < 2; ++round) {
+        PageFileWriter writer(kFile, 256);
+        ASSERT_TRUE(writer.Open(NdfFile(dir, kFile + round)));
+        std::mt19937 rng(5);
+        for (int i = 0; i < 40; ++i)
+            ASSERT_TRUE(writer.Append(ToRecord(RandomRecord(rng, 3, 30)), addr));
+        ASSERT_TRUE(writer.AppendRun({ToRecord({{1, "root"}})}, root, true));
+        writer.SetIndexHeader(root, -3);
+        ASSERT_TRUE(writer.Close());
+        files[round] = TempDir::Read(NdfFile(dir, kFile + round));
+    }
+    ASSERT_EQ(files[0], files[1]);
+    EXPECT_EQ(0, root.nElement) << "a root starts a page";
+    std::int32_t depth = 0;
+    std::memcpy(&header, files[0].data(), 8);
+    std::memcpy(&depth, files[0].data() + 8, 4);
+    EXPECT_TRUE(header == root);
+    EXPECT_EQ(-3, depth);
+
+    // An empty file is the headers alone, with no page to read; a closed
+    // writer takes no more records.
+    PageFileWriter empty(3);
+    ASSERT_TRUE(empty.Open(NdfFile(dir, 3)));
+    ASSERT_TRUE(empty.Close());
+    EXPECT_EQ(NdfFormat::kFileHeaderSize, TempDir::Read(NdfFile(dir, 3)).size());
+    EXPECT_EQ(0, Reader(DataDir(dir)).pool.GetPageSize(ueaddr_t{0, 3}));
+    EXPECT_FALSE(empty.Append(ToRecord({{0, "late"}}), root));
+}
