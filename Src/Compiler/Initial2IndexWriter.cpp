@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <map>
-#include <memory>
 
 #include "Compiler/FeatureBlockEncoder.h"
+#include "Compiler/NameInitials.h"
 #include "Compiler/PageFileWriter.h"
-#include "POIEngine/PinyinHelpers.h"
 #include "POIEngine/eNdfIndexInitial.h"
 
 namespace Kest {
@@ -161,15 +160,12 @@ void Initial2IndexWriter::AddDistrict(std::string_view province, std::string_vie
 
 bool Initial2IndexWriter::AddPoi(std::string_view name, std::uint16_t code, const ueglobal_addr_t& poi)
 {
-    const std::string text(name);
-    std::unique_ptr<char[]> initials(GetPYInitials(text.c_str()));
-    std::string folded;
-    for (const char* p = initials.get(); *p != '\0' && static_cast<int>(folded.size()) < m_nDepth; ++p)
-        folded.push_back(static_cast<char>(eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(*p))));
-    if (folded.empty())
-        return false;
-    m_rows.push_back(Row{std::move(folded), code, poi});
-    return true;
+    // One row per variant: they differ in their first letter, so no prefix
+    // reaches two of them and no answer holds the POI twice.
+    const std::vector<std::string> variants = NameInitials::Variants(name, m_nDepth);
+    for (const std::string& initials : variants)
+        m_rows.push_back(Row{initials, code, poi});
+    return !variants.empty();
 }
 
 bool Initial2IndexWriter::Write(const std::string& path)

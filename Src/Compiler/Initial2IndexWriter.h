@@ -12,8 +12,8 @@ namespace Kest {
 
 // Writes a pinyin-initial index of the second form (read by
 // eNdfIndexInitial2; docs/format.md, "Pinyin-initial index, second form"):
-// one letter trie over the initials of every POI name of the file as the
-// engine computes them (GetPYInitials, folded, cut at the depth), whose
+// one letter trie over the initials of every POI name of the file (every
+// variant NameInitials gives, cut at the depth), whose
 // letters carry result records grouped by 16-bit district code, and a
 // district tree (province, then city with its code) that names the codes.
 class Initial2IndexWriter {
@@ -25,9 +25,10 @@ public:
     // their first city, cities the order added.
     void AddDistrict(std::string_view province, std::string_view city, std::uint16_t code);
 
-    // One POI of district `code`; the name is GBK. False when the name has no
-    // initials (its first character has no pinyin initial): such a POI is
-    // not indexed. The POIs of one node and district keep the order added.
+    // One POI of district `code`, under each of its name's variants
+    // (NameInitials); the name is GBK. False when the name has nothing to
+    // type: such a POI is not indexed. The POIs of one node and district keep
+    // the order added.
     bool AddPoi(std::string_view name, std::uint16_t code, const ueglobal_addr_t& poi);
 
     // Writes the whole index to `path` (the file "<dir><fileId>.ndf").
