@@ -1,10 +1,11 @@
 #include "Compiler/InitialIndexWriter.h"
 
 #include <map>
+#include <memory>
 
 #include "Compiler/FeatureBlockEncoder.h"
-#include "Compiler/NameInitials.h"
 #include "Compiler/PageFileWriter.h"
+#include "POIEngine/PinyinHelpers.h"
 #include "POIEngine/eNdfIndexInitial.h"
 
 namespace Kest {
@@ -31,8 +32,14 @@ InitialIndexWriter::InitialIndexWriter(std::uint16_t fileId, int depth, bool dee
 bool InitialIndexWriter::AddPoi(std::string_view province, std::string_view city, std::string_view name,
                                 const ueglobal_addr_t& poi)
 {
-    const std::vector<std::string> variants = NameInitials::Variants(name, m_nDepth);
-    if (variants.empty())
+    // The initials as the reader folds the query: GetPYInitials ends at the
+    // first character without an initial.
+    const std::string text(name);
+    std::unique_ptr<char[]> raw(GetPYInitials(text.c_str()));
+    std::string initials;
+    for (const char* p = raw.get(); p != nullptr && *p != 0 && static_cast<int>(initials.size()) < m_nDepth; ++p)
+        initials += static_cast<char>(eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(*p)));
+    if (initials.empty())
         return false;
 
     const std::string provinceName(province), cityName(city);
@@ -47,8 +54,7 @@ bool InitialIndexWriter::AddPoi(std::string_view province, std::string_view city
         c = target.cityIndex.emplace(cityName, target.cities.size()).first;
         target.cities.push_back(City{cityName, {}});
     }
-    for (const std::string& initials : variants)
-        target.cities[c->second].rows.push_back(Row{initials, poi});
+    target.cities[c->second].rows.push_back(Row{initials, poi});
     return true;
 }
 

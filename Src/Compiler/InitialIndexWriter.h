@@ -16,7 +16,10 @@ class PageFileWriter;
 // Writes a pinyin-initial index of the first form (read by eNdfIndexInitial;
 // docs/format.md, "Pinyin-initial index, first form"): district records for
 // provinces and cities, and below each city a letter trie over the initials
-// of its POI names (every variant NameInitials gives, cut at the depth). Provinces and cities keep the order of their first POI; the
+// of its POI names as the engine computes them (GetPYInitials, folded, cut at
+// the depth; not the variants of NameInitials: `poi build` writes only the
+// second form, and this form keeps the reader's full byte range testable).
+// Provinces and cities keep the order of their first POI; the
 // POIs of one trie node keep the order in which they were added.
 class InitialIndexWriter {
 public:
@@ -26,8 +29,8 @@ public:
                                 bool deeperCounts = true,
                                 std::uint32_t targetPageSize = NdfFormat::kDefaultTargetPageSize);
 
-    // Names are GBK; the POI goes under each variant of its name. False when
-    // the name has nothing to type: such a POI is not indexed.
+    // Names are GBK. False when the name has no initials (its first
+    // character has no pinyin initial): such a POI is not indexed.
     bool AddPoi(std::string_view province, std::string_view city, std::string_view name,
                 const ueglobal_addr_t& poi);
 

@@ -14,6 +14,7 @@
 
 #include "Compiler/FeatureBlockEncoder.h"
 #include "Compiler/Initial2IndexWriter.h"
+#include "Compiler/NameInitials.h"
 #include "Compiler/PageFileWriter.h"
 #include "Ndf/eNdfPool.h"
 #include "POIEngine/PinyinHelpers.h"
@@ -114,14 +115,12 @@ protected:
     Reader reader;
 };
 
-// The plain model: initials as the engine makes them, folded and cut.
+// The plain model: the name's key as the writer makes it. The pieces below
+// have one reading each, so every name has at most one variant.
 std::string Initials(const std::string& name, int depth)
 {
-    std::unique_ptr<char[]> raw(GetPYInitials(name.c_str()));
-    std::string out;
-    for (const char* p = raw.get(); *p != '\0' && static_cast<int>(out.size()) < depth; ++p)
-        out.push_back(static_cast<char>(eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(*p))));
-    return out;
+    const std::vector<std::string> variants = NameInitials::Variants(name, depth);
+    return variants.empty() ? std::string() : variants[0];
 }
 
 TEST_F(Initial2Test, MatchesPlainModelOverRandomRows)
