@@ -58,7 +58,7 @@ public:
         std::size_t categories = 0;
         std::size_t pois = 0;            // records in the POI store
         std::size_t indexedPois = 0;     // POIs in the pinyin-initial indexes
-        std::size_t unindexedPois = 0;   // POIs whose name has no pinyin initial
+        std::size_t unindexedPois = 0;   // POIs whose name has nothing to type (NameInitials)
         std::size_t dictWords = 0;       // words in CoreDict.dct
         std::size_t dictVocabulary = 0;  // of the words given, those marked as the data's own
         std::size_t dictNoRoom = 0;      // words left out for lack of room

@@ -1,7 +1,7 @@
 #include "Compiler/NameInitials.h"
 
 #include <algorithm>
-#include <cstring>
+#include <cctype>
 #include <unordered_map>
 
 #include "Compiler/PinyinVariantTable.h"
