@@ -4,7 +4,8 @@
 //   OUT is a data directory compiled by poi build; its source (pois.csv) is
 //   SRC, or OUT/../src when no --source is given (the layout of
 //   Scripts/bench-data.sh). Without arguments it reads POI_BENCH_DATA.
-//   RECALL_QUERIES sets the queries drawn per kind (default 5000).
+//   RECALL_QUERIES sets the queries drawn per kind (default 5000);
+//   RECALL_SHOW_MISSES=1 names on stderr every query the engine missed.
 //
 // For each data set it draws names of pois.csv at random with a fixed seed
 // and cuts one query of a kind from each name drawn:
@@ -460,6 +461,7 @@ void RunDataSet(const std::string& source, const std::string& out, int perKind)
     const double sqliteSeconds = std::chrono::duration<double>(Clock::now() - built).count();
 
     EngineSide engine(out, rows);
+    const bool showMisses = std::getenv("RECALL_SHOW_MISSES") != nullptr;
     Tally tally[kKinds];
     for (const Query& q : queries) {
         Tally& t = tally[q.kind];
@@ -469,6 +471,10 @@ void RunDataSet(const std::string& source, const std::string& out, int perKind)
         t.refused += a.refused;
         t.unreadable += a.unreadable;
         t.announced += a.announced;
+        if (showMisses && !a.found)
+            std::fprintf(stderr, "missed: %s \"%s\" in %s (%s), %d hits listed\n", kKindNames[q.kind],
+                         IsText(q.kind) ? q.plain.c_str() : q.key.c_str(), rows[q.row].name.c_str(),
+                         rows[q.row].province.c_str(), a.announced);
         if (IsText(q.kind)) {
             t.cut += a.announced >= ePOIEngineManager::kFirstBatch;
             t.words += sqlite.Words(q);
