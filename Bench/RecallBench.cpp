@@ -446,10 +446,10 @@ void RunDataSet(const std::string& source, const std::string& out, int perKind)
             ++made;
         }
     }
+    std::mt19937 unusedRng(0);
     for (const Row& r : rows) {
         Query unused;
-        std::mt19937 none(0);
-        if (CutQuery(kBrand, r, none, seg, unused))
+        if (CutQuery(kBrand, r, unusedRng, seg, unused))
             ++brandNames;
     }
     // The queries of a data set run together, as a user searches one province.
