@@ -10,6 +10,17 @@
 
 namespace Kest {
 
+namespace {
+
+// The line that reports hit `index` (from 0) of `count` as unreadable.
+std::string Unreadable(long long index, long long count)
+{
+    return "hit " + std::to_string(index + 1) + " of " + std::to_string(count) +
+           " cannot be read (the data directory may be damaged; poi build it again)";
+}
+
+} // namespace
+
 const char SearchCommand::kUsage[] =
     "usage: poi search --data DIR initial [options] INITIALS\n"
     "       poi search --data DIR text [options] TEXT\n"
@@ -146,13 +157,13 @@ int SearchCommand::Run(const std::vector<std::string>& args)
 
     std::vector<HitText> hits;
     ePoiInfo info{};
+    std::string unreadable; // the first hit that could not be read, reported after those that could
     int listed = total; // the hits that offset and limit apply to
     if (refine) {
         // The refinement filters the hits loaded so far: load every hit first
         // (the engine fetches up to the index asked for).
         if (total > 0 && !engine.GetPOIInfo(0, total - 1, info))
-            return Fail(1, "hit " + std::to_string(total) + " of " + std::to_string(total) +
-                               " cannot be read (the data directory may be damaged)");
+            return Fail(1, Unreadable(total - 1, total));
         if (!engine.QueryFromPreByInitial(keys[3].c_str()))
             return Fail(1, "the refinement by '" + texts[3].second + "' failed");
         // The count still answers the index's total; the refined hits end
@@ -165,11 +176,11 @@ int SearchCommand::Run(const std::vector<std::string>& args)
             ++listed;
         }
     } else {
-        for (long long i = offset; i < total && i < offset + limit; ++i) {
-            if (!engine.GetPOIInfo(0, static_cast<int>(i), info = ePoiInfo{}))
-                return Fail(1, "hit " + std::to_string(i + 1) + " of " + std::to_string(total) +
-                                   " cannot be read (the data directory may be damaged)");
-            hits.emplace_back(info);
+        for (long long i = offset; i < total && i < offset + limit && unreadable.empty(); ++i) {
+            if (engine.GetPOIInfo(0, static_cast<int>(i), info = ePoiInfo{}))
+                hits.emplace_back(info);
+            else
+                unreadable = Unreadable(i, total);
         }
     }
 
@@ -180,7 +191,7 @@ int SearchCommand::Run(const std::vector<std::string>& args)
         m_out << "}\n";
         for (const HitText& hit : hits)
             m_out << hit.Json() << "\n";
-        return 0;
+        return unreadable.empty() ? 0 : Fail(1, unreadable);
     }
     m_out << "data set " << set.number << " (" << set.province << ")\n";
     m_out << "next letters: " << (nextLetters.empty() ? "(none)" : nextLetters) << "\n";
@@ -194,7 +205,7 @@ int SearchCommand::Run(const std::vector<std::string>& args)
     m_out << "\n";
     if (!hits.empty())
         HitText::PrintTable(m_out, hits, static_cast<int>(offset) + 1);
-    return 0;
+    return unreadable.empty() ? 0 : Fail(1, unreadable);
 }
 
 int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, const DataSetList::DataSet& set,
@@ -213,12 +224,13 @@ int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, co
     }
     std::vector<HitText> hits;
     ePoiInfo info{};
-    for (long long i = offset; i < listed && i < offset + limit; ++i) {
+    std::string unreadable;
+    for (long long i = offset; i < listed && i < offset + limit && unreadable.empty(); ++i) {
         // The engine copies a name without its zero: clear the record first.
-        if (!engine.GetPOIInfo(0, static_cast<int>(i), info = ePoiInfo{}))
-            return Fail(1, "hit " + std::to_string(i + 1) + " of " + std::to_string(listed) +
-                               " cannot be read (the data directory may be damaged)");
-        hits.emplace_back(info);
+        if (engine.GetPOIInfo(0, static_cast<int>(i), info = ePoiInfo{}))
+            hits.emplace_back(info);
+        else
+            unreadable = Unreadable(i, listed);
     }
     if (json) {
         m_out << "{\"count\":" << total;
@@ -227,7 +239,7 @@ int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, co
         m_out << "}\n";
         for (const HitText& hit : hits)
             m_out << hit.Json() << "\n";
-        return 0;
+        return unreadable.empty() ? 0 : Fail(1, unreadable);
     }
     m_out << "data set " << set.number << " (" << set.province << ")\n";
     m_out << "hits: " << total << (total == ePOIEngineManager::kFirstBatch ? " (the most the search returns)" : "");
@@ -238,7 +250,7 @@ int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, co
     m_out << "\n";
     if (!hits.empty())
         HitText::PrintTable(m_out, hits, static_cast<int>(offset) + 1);
-    return 0;
+    return unreadable.empty() ? 0 : Fail(1, unreadable);
 }
 
 } // namespace Kest
