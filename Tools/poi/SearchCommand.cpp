@@ -162,8 +162,14 @@ int SearchCommand::Run(const std::vector<std::string>& args)
     if (refine) {
         // The refinement filters the hits loaded so far: load every hit first
         // (the engine fetches up to the index asked for).
-        if (total > 0 && !engine.GetPOIInfo(0, total - 1, info))
-            return Fail(1, Unreadable(total - 1, total));
+        // When that fails, the hits loaded are refined and printed all the
+        // same, and the first one that cannot be read is reported after them.
+        if (total > 0 && !engine.GetPOIInfo(0, total - 1, info)) {
+            int first = 0;
+            while (first < total - 1 && engine.GetPOIInfo(0, first, info))
+                ++first;
+            unreadable = Unreadable(first, total);
+        }
         if (!engine.QueryFromPreByInitial(keys[3].c_str()))
             return Fail(1, "the refinement by '" + texts[3].second + "' failed");
         // The count still answers the index's total; the refined hits end
