@@ -1,8 +1,10 @@
 #include "SearchCommand.h"
 
+#include <cctype>
 #include <filesystem>
 
 #include "Compiler/GbkCodec.h"
+#include "CityNames.h"
 #include "CommandArgs.h"
 #include "DataSetList.h"
 #include "HitText.h"
@@ -17,6 +19,59 @@ std::string Unreadable(long long index, long long count)
 {
     return "hit " + std::to_string(index + 1) + " of " + std::to_string(count) +
            " cannot be read (the data directory may be damaged; poi build it again)";
+}
+
+// A hint for a search that found nothing, when what was typed suits the
+// other search better: Chinese characters given as initials, or letters with
+// punctuation ("bj-dx") given as text. Empty when there is none.
+std::string NothingFoundHint(bool text, const std::string& typed)
+{
+    bool chinese = false, letters = false, punctuation = false;
+    std::string initials;
+    for (unsigned char c : typed) {
+        chinese = chinese || c >= 0x80;
+        if (std::isalpha(c) != 0) {
+            letters = true;
+            initials += static_cast<char>(std::toupper(c));
+        }
+        punctuation = punctuation || std::ispunct(c) != 0;
+    }
+    if (!text && chinese)
+        return "hint: initial takes pinyin initials (BJDX for 北京大学); to search for Chinese words use: poi "
+               "search text '" + typed + "'";
+    if (text && !chinese && letters && punctuation)
+        return "hint: text searches for the words of names, and '" + typed +
+               "' is none; to search by pinyin initials use: poi search initial " + initials;
+    return "";
+}
+
+// A note when the city key does not choose what it seems to: the text
+// search without a province key takes every city and ignores the city key,
+// and a city key that names several cities makes the search by initials
+// take them all and the text search the first only. Empty otherwise, or
+// when the names cannot be read.
+std::string CityNote(const std::string& dir, int set, const std::string keys[4], bool text)
+{
+    if (keys[1] == "*")
+        return "";
+    const std::string city = GbkCodec::Utf8(keys[1]);
+    std::vector<std::string> all, used;
+    if (text && keys[0] == "*")
+        return CityNames::ForText(dir + "/POI/", set, keys[0], keys[1], used) && used.size() > 1
+                   ? "note: without --province, text does not apply --city '" + city + "': it searched every city"
+                   : "";
+    if (!CityNames::ForInitials(dir + "/POI/", set, keys[0], keys[1], all) || all.size() < 2)
+        return "";
+    std::string list;
+    for (const std::string& name : all)
+        list += (list.empty() ? "" : ", ") + GbkCodec::Utf8(name);
+    const std::string note =
+        "note: --city '" + city + "' matches " + std::to_string(all.size()) + " cities (" + list + "); ";
+    if (!text)
+        return note + "initial searched them all";
+    if (!CityNames::ForText(dir + "/POI/", set, keys[0], keys[1], used) || used.empty())
+        return "";
+    return note + "text searched only the first, " + GbkCodec::Utf8(used[0]);
 }
 
 } // namespace
@@ -61,6 +116,12 @@ int SearchCommand::Fail(int status, const std::string& message)
 {
     m_err << "poi search: " << message << "\n";
     return status;
+}
+
+void SearchCommand::Note(const std::string& line)
+{
+    if (!line.empty())
+        m_err << "poi search: " << line << "\n";
 }
 
 int SearchCommand::Run(const std::vector<std::string>& args)
@@ -154,6 +215,9 @@ int SearchCommand::Run(const std::vector<std::string>& args)
     for (int i = 0; i < nextCount; ++i)
         nextLetters += static_cast<unsigned char>(next[i]) < 0x80 ? next[i] : '?';
     const int total = engine.GetPOICount(0);
+    Note(CityNote(dir, set.number, keys, false));
+    if (total == 0)
+        Note(NothingFoundHint(false, words[1]));
 
     std::vector<HitText> hits;
     ePoiInfo info{};
@@ -222,6 +286,9 @@ int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, co
         return Fail(1, "the text index of data set " + std::to_string(set.number) + " (" + set.province + ") in " +
                            dir + "/POI/ cannot be read, or the province or city is not in it");
     const int total = engine.GetPOICount(0);
+    Note(CityNote(dir, set.number, keys, true));
+    if (total == 0)
+        Note(NothingFoundHint(true, GbkCodec::Utf8(keys[2])));
     int listed = total;
     if (refine != nullptr) {
         if (!engine.QueryFromPreByFullText(keys[3].c_str()))
