@@ -107,6 +107,15 @@ constexpr int kInitialDefaultDepth = 10;
 // size); a district with more gets further records with the same code.
 constexpr std::uint32_t kInitialMaxFurther = 0xFFFF;
 constexpr std::size_t kInitialMaxAddresses = 1000;
+// The most POIs the result run of one prefix lists as ending there, over all
+// its districts together. The engine keeps the first 100 hits of a query and
+// pages only below the prefix reached, so further POIs that end at the prefix
+// go into a hidden branch below it (letter kInitialHiddenLetter), where
+// paging finds them. 99, not 100: a first batch of exactly 100 hits is taken
+// to be cut and loses its true next letters.
+constexpr std::size_t kInitialMaxDirect = 99;
+// The letter of that hidden branch: a zero byte, which no query can hold.
+constexpr char kInitialHiddenLetter = '\0';
 
 } // namespace NdfFormat
 } // namespace Kest

@@ -29,12 +29,28 @@ struct Pair {
     unsigned int count = 0;
 };
 
+// The POIs of one prefix by district code: those whose key ends at the prefix
+// (in the order added) and the number whose key is longer.
+struct DistrictHits {
+    std::vector<ueglobal_addr_t> ends;
+    std::uint32_t further = 0;
+};
+using ByCode = std::map<std::uint16_t, DistrictHits>;
+
 // The trie is built from the rows sorted by initials: the rows below one
 // prefix are one range, the rows ending at it come first, the rest fall into
 // one sub-range per next letter. Nodes are written children first, so every
 // record can name what lies below it; the result runs of a node's letters are
 // written right before the node's letter run, so that a walk and the next
 // letters of a node read neighbouring records.
+//
+// A prefix at which more than kInitialMaxDirect POIs end lists only the first
+// of them (in result-record order) and counts the rest as further POIs; the
+// rest hang below it, in the node of the prefix, as a hidden letter
+// (kInitialHiddenLetter, which no query holds) without a result run of its
+// own, whose child node has one record of the same letter listing them. The
+// next letters skip a letter without results, so the hidden one is never
+// offered, and paging, which walks the node of the prefix, delivers them.
 class Initial2TrieBuilder {
 public:
     struct Row {
@@ -43,41 +59,94 @@ public:
         ueglobal_addr_t poi;
     };
 
+    struct Letter {
+        char letter;
+        Pair child;
+        Pair results;
+        bool endsHere; // some POI's key is exactly the prefix + letter
+        ByCode hits;
+    };
+
     Initial2TrieBuilder(PageFileWriter& writer, int depth) : m_writer(writer), m_nDepth(depth) {}
 
     // Writes the letter node of the prefix shared by rows[lo, hi) (all at
-    // least `level` letters long, those of exactly `level` letters first) and
-    // gives its pair; no pair when nothing lies below the prefix.
-    bool WriteNode(const std::vector<Row>& rows, std::size_t lo, std::size_t hi, std::size_t level, Pair& node)
+    // least `level` letters long, those of exactly `level` letters first),
+    // with the hidden letter when `overflow` (POIs ending at the prefix that
+    // its result run does not list) is not empty, and gives its pair; no pair
+    // when the node has no letter.
+    bool WriteNode(const std::vector<Row>& rows, std::size_t lo, std::size_t hi, std::size_t level,
+                   const ByCode& overflow, Pair& node)
     {
         node = Pair{};
         while (lo < hi && rows[lo].initials->size() == level)
             ++lo;
-        if (lo == hi || static_cast<int>(level) >= m_nDepth)
-            return true;
-        struct Letter {
-            char letter;
-            Pair child;
-            Pair results;
-            bool endsHere; // some POI's key is exactly the prefix + letter
-        };
         std::vector<Letter> letters;
-        std::vector<std::pair<std::size_t, std::size_t>> ranges;
-        for (std::size_t i = lo; i < hi;) {
+        if (!overflow.empty()) {
+            Letter hidden{NdfFormat::kInitialHiddenLetter, {}, {}, true, {}};
+            Pair listed;
+            if (!WriteResults(overflow, listed))
+                return false;
+            const std::vector<Letter> inner{Letter{NdfFormat::kInitialHiddenLetter, {}, listed, true, {}}};
+            if (!WriteLetterRun(inner, hidden.child))
+                return false;
+            letters.push_back(std::move(hidden));
+        }
+        for (std::size_t i = lo; i < hi && static_cast<int>(level) < m_nDepth;) {
             const char c = (*rows[i].initials)[level];
             std::size_t j = i;
             while (j < hi && (*rows[j].initials)[level] == c)
                 ++j;
-            Letter letter{c, {}, {}, rows[i].initials->size() == level + 1};
-            if (!WriteNode(rows, i, j, level + 1, letter.child))
+            Letter letter{c, {}, {}, rows[i].initials->size() == level + 1, {}};
+            ByCode moved;
+            letter.hits = Gather(rows, i, j, level + 1, moved);
+            if (!WriteNode(rows, i, j, level + 1, moved, letter.child))
                 return false;
-            letters.push_back(letter);
-            ranges.emplace_back(i, j);
+            letters.push_back(std::move(letter));
             i = j;
         }
-        for (std::size_t k = 0; k < letters.size(); ++k)
-            if (!WriteResults(rows, ranges[k].first, ranges[k].second, level + 1, letters[k].results))
+        // The hidden letter, a zero byte, sorts (as a signed byte) after the
+        // GBK bytes and before everything else.
+        std::stable_sort(letters.begin(), letters.end(), [](const Letter& a, const Letter& b) {
+            return static_cast<signed char>(a.letter) < static_cast<signed char>(b.letter);
+        });
+        for (Letter& l : letters)
+            if (!l.hits.empty() && !WriteResults(l.hits, l.results))
                 return false;
+        return letters.empty() || WriteLetterRun(letters, node);
+    }
+
+private:
+    // The POIs of rows[lo, hi) by district for the prefix `length` letters
+    // long, capped at kInitialMaxDirect ending there in all: the ones beyond
+    // (codes ascending, then as added) move to `moved` and count as further.
+    static ByCode Gather(const std::vector<Row>& rows, std::size_t lo, std::size_t hi, std::size_t length,
+                         ByCode& moved)
+    {
+        ByCode byCode;
+        for (std::size_t i = lo; i < hi; ++i) {
+            DistrictHits& entry = byCode[rows[i].code];
+            if (rows[i].initials->size() == length)
+                entry.ends.push_back(rows[i].poi);
+            else
+                ++entry.further;
+        }
+        std::size_t kept = 0;
+        for (auto& [code, entry] : byCode) {
+            const std::size_t keep = std::min(entry.ends.size(), NdfFormat::kInitialMaxDirect - kept);
+            if (keep < entry.ends.size()) {
+                moved[code].ends.assign(entry.ends.begin() + static_cast<std::ptrdiff_t>(keep), entry.ends.end());
+                entry.further += static_cast<std::uint32_t>(entry.ends.size() - keep);
+                entry.ends.resize(keep);
+            }
+            kept += keep;
+        }
+        return byCode;
+    }
+
+    // A node's letter run: letter, pointer block, and the mark of a letter
+    // at which no POI ends.
+    bool WriteLetterRun(const std::vector<Letter>& letters, Pair& node)
+    {
         std::vector<Record> run;
         for (const Letter& l : letters) {
             Record r;
@@ -95,37 +164,28 @@ public:
         return m_writer.AppendRun(run, node.addr);
     }
 
-private:
-    // The result run of the prefix of rows[lo, hi), `length` letters long:
-    // one record per district, ascending code, with the POIs that end there
-    // and the number of that district's POIs that lie deeper.
-    bool WriteResults(const std::vector<Row>& rows, std::size_t lo, std::size_t hi, std::size_t length, Pair& out)
+    // A result run: one record per district, ascending code, with the POIs
+    // that end at the prefix and the number of that district's POIs that
+    // lie deeper.
+    bool WriteResults(const ByCode& byCode, Pair& out)
     {
-        std::map<std::uint16_t, std::pair<std::vector<ueglobal_addr_t>, std::uint32_t>> byCode;
-        for (std::size_t i = lo; i < hi; ++i) {
-            auto& entry = byCode[rows[i].code];
-            if (rows[i].initials->size() == length)
-                entry.first.push_back(rows[i].poi);
-            else
-                ++entry.second;
-        }
         std::vector<Record> run;
         for (const auto& [code, entry] : byCode) {
             // A district with more POIs than one record can carry goes on in
             // further records of the same code: the reader appends their
             // addresses in order and adds up their counts, so nothing changes.
-            std::uint32_t further = entry.second;
+            std::uint32_t further = entry.further;
             std::size_t next = 0;
             bool first = true;
-            while (first || further > 0 || next < entry.first.size()) {
+            while (first || further > 0 || next < entry.ends.size()) {
                 const std::uint32_t part = std::min(further, NdfFormat::kInitialMaxFurther);
-                const std::size_t take = std::min(entry.first.size() - next, NdfFormat::kInitialMaxAddresses);
+                const std::size_t take = std::min(entry.ends.size() - next, NdfFormat::kInitialMaxAddresses);
                 unsigned char head[4] = {static_cast<unsigned char>(code), static_cast<unsigned char>(code >> 8),
                                          static_cast<unsigned char>(part), static_cast<unsigned char>(part >> 8)};
                 Record r;
                 r.Set(0, head, sizeof head);
                 if (take > 0)
-                    r.Set(1, entry.first.data() + next, take * sizeof(ueglobal_addr_t));
+                    r.Set(1, entry.ends.data() + next, take * sizeof(ueglobal_addr_t));
                 run.push_back(std::move(r));
                 further -= part;
                 next += take;
@@ -192,7 +252,7 @@ bool Initial2IndexWriter::Write(const std::string& path)
     });
     Initial2TrieBuilder builder(writer, m_nDepth);
     Pair letterRoot;
-    if (!builder.WriteNode(rows, 0, rows.size(), 0, letterRoot))
+    if (!builder.WriteNode(rows, 0, rows.size(), 0, {}, letterRoot))
         return fail();
 
     // The district tree: a run of cities per province, then the provinces.

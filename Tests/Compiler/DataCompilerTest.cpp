@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <set>
 #include <sstream>
 
 #include "Admin/eAdminIndex.h"
@@ -355,4 +356,36 @@ TEST_F(DataCompilerTest, EachDataSetHasAPinyinInitialIndexTheEngineSearches)
     EXPECT_EQ(2000u, static_cast<unsigned>(info.nCode));
     EXPECT_NEAR(118.18, info.dX, 1e-4);
     EXPECT_FALSE(engine.QueryByInitial(3, 12, "*", "*", "TSFD", next, nextCount)) << "no data set 12";
+}
+
+// A chain store: more POIs share one name's initials than the first batch
+// holds. Every hit the count announces must still be readable by paging,
+// and the next letters stay the true ones.
+TEST_F(DataCompilerTest, EveryHitOfAChainStoreCanBeRead)
+{
+    std::string rows = kPoiHeader;
+    for (int i = 0; i < 150; ++i)
+        rows += "天府广场店," + std::to_string(116.3 + i * 0.001) + ",39.9,2000,,北京市,北京市,东城区\n";
+    rows += "天府广场店北门,116.4,39.9,2000,,北京市,北京市,东城区\n";
+    Write("pois.csv", rows);
+    const std::string out = m_dir.Path("out");
+    ASSERT_TRUE(Build(out)) << m_error;
+
+    Kest::ePOIEngineManager engine;
+    engine.SetPoiPath(out.c_str());
+    for (const char* typed : {"TFGCD", "TFG"}) {
+        SCOPED_TRACE(typed);
+        char* next = nullptr;
+        int nextCount = 0;
+        ASSERT_TRUE(engine.QueryByInitial(3, 10, "*", "*", typed, next, nextCount));
+        EXPECT_EQ(std::string(typed) == "TFGCD" ? "b" : "c", std::string(next, static_cast<std::size_t>(nextCount)));
+        ASSERT_EQ(151, engine.GetPOICount(0));
+        std::set<double> places;
+        for (int i = 0; i < 151; ++i) {
+            Kest::ePoiInfo info{};
+            ASSERT_TRUE(engine.GetPOIInfo(0, i, info)) << "hit " << i;
+            places.insert(info.dX);
+        }
+        EXPECT_EQ(150u, places.size()) << "each store once (the north gate shares a place)";
+    }
 }

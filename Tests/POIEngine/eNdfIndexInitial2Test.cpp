@@ -159,20 +159,30 @@ TEST_F(Initial2Test, MatchesPlainModelOverRandomRows)
         std::set<char> next;
         bool walks = true; // every letter of the prefix exists in some district
         std::set<std::string> anyPrefix;
+        std::map<std::uint16_t, int> endsByCode; // over all districts
         for (std::size_t i = 0; i < rows.size(); ++i) {
             const std::string ini = Initials(rows[i].name, depth);
             if (ini.compare(0, prefix.size(), prefix) == 0 || prefix.empty())
                 anyPrefix.insert(ini);
+            if (ini == prefix)
+                ++endsByCode[rows[i].code];
             if (codes.count(rows[i].code) == 0 || ini.compare(0, prefix.size(), prefix) != 0)
                 continue;
             want.insert(Key(PoiAddr(i)));
-            wantDirect += ini.size() == prefix.size();
             if (ini.size() > prefix.size()) {
                 char c = ini[prefix.size()];
                 next.insert(static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c));
             }
         }
         walks = !prefix.empty() && !anyPrefix.empty();
+        // A prefix lists at most 99 of the POIs ending at it, codes
+        // ascending; the rest come by paging.
+        int listed = 0;
+        for (const auto& [code, ends] : endsByCode) {
+            const int keep = std::min(ends, static_cast<int>(NdfFormat::kInitialMaxDirect) - listed);
+            listed += keep;
+            wantDirect += codes.count(code) != 0 ? keep : 0;
+        }
         const Result r = Ask({d[0], d[1], typed});
         ASSERT_TRUE(r.ok);
         if (!walks) {

@@ -27,6 +27,7 @@ class ProbedManager : public ePOIEngineManager {
 public:
     int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
     int QueryType() const { return m_nQueryType; }
+    int KeyCount() const { return m_pRecordset != nullptr ? m_pRecordset->GetKeyCount() : -1; }
 };
 
 struct Answer {
@@ -111,31 +112,45 @@ TEST_F(ManagerTest, HeaderIsReadOncePerFile)
 
 TEST_F(ManagerTest, FirstBatchAndPaging)
 {
+    // 100 POIs end at M: the index lists 99 and hangs the last below M, so
+    // the first batch is not taken for a cut one and the letters are true.
     Answer a = Initial(engine, 10, "M");
     ASSERT_TRUE(a.ok);
     EXPECT_EQ(engine.GetPOICount(0), 250);
-    EXPECT_EQ(engine.Loaded(), 100);
-    // Exactly 100 hits: every letter is offered.
-    EXPECT_EQ(a.next, "abcdefghijklmnopqrstuvwxyz");
-    EXPECT_EQ(a.nextCount, 26);
+    EXPECT_EQ(engine.Loaded(), 99);
+    EXPECT_EQ(a.next, "a");
     ePoiInfo info{};
     ASSERT_TRUE(engine.GetPOIInfo(0, 150, info));
     EXPECT_EQ(engine.Loaded(), 151);
-    EXPECT_EQ(NameOf(info), "ma");
+    EXPECT_EQ(NameOf(info), "m"); // the 100th, after the 51 of MA
     EXPECT_FALSE(engine.GetPOIInfo(0, 250, info));
-    EXPECT_EQ(AllNames(engine).count("mac"), 99u);
+    const auto names = AllNames(engine);
+    EXPECT_EQ(names.count("m"), 100u);
+    EXPECT_EQ(names.count("mac"), 99u);
 
     // Past the first batch by one: at least five more are fetched.
     ASSERT_TRUE(Initial(engine, 10, "N").ok);
     EXPECT_EQ(engine.GetPOICount(0), 115);
-    ASSERT_TRUE(engine.GetPOIInfo(0, 100, info));
-    EXPECT_EQ(engine.Loaded(), 105);
+    ASSERT_TRUE(engine.GetPOIInfo(0, 99, info));
+    EXPECT_EQ(engine.Loaded(), 104);
 
     // Fewer hits: the index's own next letters.
     a = Initial(engine, 10, "MA");
     ASSERT_TRUE(a.ok);
     EXPECT_EQ(a.next, "c");
     EXPECT_EQ(engine.GetPOICount(0), 150);
+
+    // A list of exactly 100 hits is taken to be cut: every letter is offered.
+    for (int size : {99, 100, 101}) {
+        eArray<ueglobal_addr_t> hits;
+        eArray<unsigned int> counts;
+        eArray<eString> keys;
+        hits.SetSize(size);
+        counts.Append(1u, size);
+        keys.Add("b");
+        ASSERT_TRUE(engine.CreateRecordsetTabular(hits, counts, nullptr, keys));
+        EXPECT_EQ(engine.KeyCount(), size == 100 ? 26 : 1) << size;
+    }
 }
 
 TEST_F(ManagerTest, DistrictChoiceFiltersHitsAndLetters)

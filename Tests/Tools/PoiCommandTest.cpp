@@ -4,12 +4,15 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "Compiler/DataCompiler.h"
 #include "Compiler/GbkCodec.h"
 #include "DataSetList.h"
 #include "HitText.h"
@@ -238,6 +241,65 @@ TEST_F(PoiCommand, TextSearchAndItsRefinement)
     EXPECT_EQ(refined.lines[0], "{\"count\":100,\"refine\":\"路\",\"refined\":" + std::to_string(want.size()) + "}");
     EXPECT_EQ(std::vector<std::string>(refined.lines.begin() + 1, refined.lines.end()), want);
     EXPECT_EQ(Search({"--province", "北京", ""}, "text").status, 2);
+}
+
+// One data set of two cities, compiled by the real compiler: the hints for
+// text typed to the wrong search and the notes for a --city that names
+// several cities. None changes the exit status.
+TEST(PoiSearchHints, GoToStderrAndKeepTheStatus)
+{
+    const TempDir dir;
+    const std::string src = dir.Path("src"), out = dir.Path("out");
+    std::filesystem::create_directory(src);
+    auto write = [&](const std::string& name, const std::string& text) {
+        std::ofstream(src + "/" + name, std::ios::binary) << text;
+    };
+    write("districts.geojson", R"({"type":"FeatureCollection","features":[
+{"type":"Feature","properties":{"province":"河北省","city":"石家庄市","county":"长安区"},"geometry":{"type":"Polygon","coordinates":[[[114,38],[115,38],[115,39]]]}},
+{"type":"Feature","properties":{"province":"河北省","city":"唐山市","county":"路北区"},"geometry":{"type":"Polygon","coordinates":[[[118,39],[119,39],[119,40]]]}}]})");
+    write("categories.txt", "餐饮服务\n\t中餐厅\t2000\n");
+    write("pois.csv", "name,lon,lat,category,phone,province,city,county\n"
+                      "石家庄饭店,114.5,38.5,2000,,河北省,石家庄市,长安区\n"
+                      "唐山饭店,118.5,39.5,2000,,河北省,唐山市,路北区\n");
+    for (const char* name : {"sights.csv", "placenames.csv"})
+        write(name, "name,lon,lat,category,phone,province,city,county\n");
+    write("crossroads.csv", "name,lon,lat,province,city,county\n");
+    write("words.txt", "饭店 100\n");
+    DataCompiler::Options options;
+    options.source = src;
+    options.output = out;
+    std::ostringstream report;
+    DataCompiler compiler(options, report);
+    ASSERT_TRUE(compiler.Run()) << compiler.GetError();
+
+    const std::string cities = "poi search: note: --city '市' matches 2 cities (石家庄市, 唐山市); ";
+    const struct {
+        const char* kind;
+        std::vector<std::string> args;
+        std::string err;
+    } cases[] = {
+        {"initial", {"北京大学"}, "poi search: hint: initial takes pinyin initials (BJDX for 北京大学); to search for "
+                                  "Chinese words use: poi search text '北京大学'\n"},
+        {"text", {"bj-dx"}, "poi search: hint: text searches for the words of names, and 'bj-dx' is none; to "
+                            "search by pinyin initials use: poi search initial BJDX\n"},
+        {"text", {"bjdx"}, ""}, // letters alone may be a name's
+        {"initial", {"TSFD"}, ""},
+        {"initial", {"QQ"}, ""},
+        {"text", {"饭店"}, ""},
+        {"initial", {"--city", "市", "FD"}, cities + "initial searched them all\n"},
+        {"text", {"--province", "河北", "--city", "市", "饭店"}, cities + "text searched only the first, 石家庄市\n"},
+        {"initial", {"--city", "唐山", "TSFD"}, ""},
+        {"text", {"--province", "河北", "--city", "唐山", "饭店"}, ""},
+        {"text", {"--city", "唐山", "饭店"},
+         "poi search: note: without --province, text does not apply --city '唐山': it searched every city\n"},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> args = {"--data", out, c.kind, "--limit", "0"};
+        args.insert(args.end(), c.args.begin(), c.args.end());
+        const Result r = Invoke<SearchCommand>(args);
+        EXPECT_EQ(r.status, 0) << c.args.back();
+        EXPECT_EQ(r.err, c.err) << c.args.back();
+    }
 }
 
 } // namespace

@@ -1,14 +1,80 @@
 #include "SearchCommand.h"
 
+#include <cctype>
 #include <filesystem>
 
 #include "Compiler/GbkCodec.h"
+#include "CityNames.h"
 #include "CommandArgs.h"
 #include "DataSetList.h"
 #include "HitText.h"
 #include "POIEngine/ePOIEngineManager.h"
 
 namespace Kest {
+
+namespace {
+
+// The line that reports hit `index` (from 0) of `count` as unreadable.
+std::string Unreadable(long long index, long long count)
+{
+    return "hit " + std::to_string(index + 1) + " of " + std::to_string(count) +
+           " cannot be read (the data directory may be damaged; poi build it again)";
+}
+
+// A hint for a search that found nothing, when what was typed suits the
+// other search better: Chinese characters given as initials, or letters with
+// punctuation ("bj-dx") given as text. Empty when there is none.
+std::string NothingFoundHint(bool text, const std::string& typed)
+{
+    bool chinese = false, letters = false, punctuation = false;
+    std::string initials;
+    for (unsigned char c : typed) {
+        chinese = chinese || c >= 0x80;
+        if (std::isalpha(c) != 0) {
+            letters = true;
+            initials += static_cast<char>(std::toupper(c));
+        }
+        punctuation = punctuation || std::ispunct(c) != 0;
+    }
+    if (!text && chinese)
+        return "hint: initial takes pinyin initials (BJDX for 北京大学); to search for Chinese words use: poi "
+               "search text '" + typed + "'";
+    if (text && !chinese && letters && punctuation)
+        return "hint: text searches for the words of names, and '" + typed +
+               "' is none; to search by pinyin initials use: poi search initial " + initials;
+    return "";
+}
+
+// A note when the city key does not choose what it seems to: the text
+// search without a province key takes every city and ignores the city key,
+// and a city key that names several cities makes the search by initials
+// take them all and the text search the first only. Empty otherwise, or
+// when the names cannot be read.
+std::string CityNote(const std::string& dir, int set, const std::string keys[4], bool text)
+{
+    if (keys[1] == "*")
+        return "";
+    const std::string city = GbkCodec::Utf8(keys[1]);
+    std::vector<std::string> all, used;
+    if (text && keys[0] == "*")
+        return CityNames::ForText(dir + "/POI/", set, keys[0], keys[1], used) && used.size() > 1
+                   ? "note: without --province, text does not apply --city '" + city + "': it searched every city"
+                   : "";
+    if (!CityNames::ForInitials(dir + "/POI/", set, keys[0], keys[1], all) || all.size() < 2)
+        return "";
+    std::string list;
+    for (const std::string& name : all)
+        list += (list.empty() ? "" : ", ") + GbkCodec::Utf8(name);
+    const std::string note =
+        "note: --city '" + city + "' matches " + std::to_string(all.size()) + " cities (" + list + "); ";
+    if (!text)
+        return note + "initial searched them all";
+    if (!CityNames::ForText(dir + "/POI/", set, keys[0], keys[1], used) || used.empty())
+        return "";
+    return note + "text searched only the first, " + GbkCodec::Utf8(used[0]);
+}
+
+} // namespace
 
 const char SearchCommand::kUsage[] =
     "usage: poi search --data DIR initial [options] INITIALS\n"
@@ -50,6 +116,12 @@ int SearchCommand::Fail(int status, const std::string& message)
 {
     m_err << "poi search: " << message << "\n";
     return status;
+}
+
+void SearchCommand::Note(const std::string& line)
+{
+    if (!line.empty())
+        m_err << "poi search: " << line << "\n";
 }
 
 int SearchCommand::Run(const std::vector<std::string>& args)
@@ -143,16 +215,25 @@ int SearchCommand::Run(const std::vector<std::string>& args)
     for (int i = 0; i < nextCount; ++i)
         nextLetters += static_cast<unsigned char>(next[i]) < 0x80 ? next[i] : '?';
     const int total = engine.GetPOICount(0);
+    Note(CityNote(dir, set.number, keys, false));
+    if (total == 0)
+        Note(NothingFoundHint(false, words[1]));
 
     std::vector<HitText> hits;
     ePoiInfo info{};
+    std::string unreadable; // the first hit that could not be read, reported after those that could
     int listed = total; // the hits that offset and limit apply to
     if (refine) {
         // The refinement filters the hits loaded so far: load every hit first
         // (the engine fetches up to the index asked for).
-        if (total > 0 && !engine.GetPOIInfo(0, total - 1, info))
-            return Fail(1, "hit " + std::to_string(total) + " of " + std::to_string(total) +
-                               " cannot be read (the data directory may be damaged)");
+        // When that fails, the hits loaded are refined and printed all the
+        // same, and the first one that cannot be read is reported after them.
+        if (total > 0 && !engine.GetPOIInfo(0, total - 1, info)) {
+            int first = 0;
+            while (first < total - 1 && engine.GetPOIInfo(0, first, info))
+                ++first;
+            unreadable = Unreadable(first, total);
+        }
         if (!engine.QueryFromPreByInitial(keys[3].c_str()))
             return Fail(1, "the refinement by '" + texts[3].second + "' failed");
         // The count still answers the index's total; the refined hits end
@@ -165,11 +246,11 @@ int SearchCommand::Run(const std::vector<std::string>& args)
             ++listed;
         }
     } else {
-        for (long long i = offset; i < total && i < offset + limit; ++i) {
-            if (!engine.GetPOIInfo(0, static_cast<int>(i), info = ePoiInfo{}))
-                return Fail(1, "hit " + std::to_string(i + 1) + " of " + std::to_string(total) +
-                                   " cannot be read (the data directory may be damaged)");
-            hits.emplace_back(info);
+        for (long long i = offset; i < total && i < offset + limit && unreadable.empty(); ++i) {
+            if (engine.GetPOIInfo(0, static_cast<int>(i), info = ePoiInfo{}))
+                hits.emplace_back(info);
+            else
+                unreadable = Unreadable(i, total);
         }
     }
 
@@ -180,7 +261,7 @@ int SearchCommand::Run(const std::vector<std::string>& args)
         m_out << "}\n";
         for (const HitText& hit : hits)
             m_out << hit.Json() << "\n";
-        return 0;
+        return unreadable.empty() ? 0 : Fail(1, unreadable);
     }
     m_out << "data set " << set.number << " (" << set.province << ")\n";
     m_out << "next letters: " << (nextLetters.empty() ? "(none)" : nextLetters) << "\n";
@@ -194,7 +275,7 @@ int SearchCommand::Run(const std::vector<std::string>& args)
     m_out << "\n";
     if (!hits.empty())
         HitText::PrintTable(m_out, hits, static_cast<int>(offset) + 1);
-    return 0;
+    return unreadable.empty() ? 0 : Fail(1, unreadable);
 }
 
 int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, const DataSetList::DataSet& set,
@@ -205,6 +286,9 @@ int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, co
         return Fail(1, "the text index of data set " + std::to_string(set.number) + " (" + set.province + ") in " +
                            dir + "/POI/ cannot be read, or the province or city is not in it");
     const int total = engine.GetPOICount(0);
+    Note(CityNote(dir, set.number, keys, true));
+    if (total == 0)
+        Note(NothingFoundHint(true, GbkCodec::Utf8(keys[2])));
     int listed = total;
     if (refine != nullptr) {
         if (!engine.QueryFromPreByFullText(keys[3].c_str()))
@@ -213,12 +297,13 @@ int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, co
     }
     std::vector<HitText> hits;
     ePoiInfo info{};
-    for (long long i = offset; i < listed && i < offset + limit; ++i) {
+    std::string unreadable;
+    for (long long i = offset; i < listed && i < offset + limit && unreadable.empty(); ++i) {
         // The engine copies a name without its zero: clear the record first.
-        if (!engine.GetPOIInfo(0, static_cast<int>(i), info = ePoiInfo{}))
-            return Fail(1, "hit " + std::to_string(i + 1) + " of " + std::to_string(listed) +
-                               " cannot be read (the data directory may be damaged)");
-        hits.emplace_back(info);
+        if (engine.GetPOIInfo(0, static_cast<int>(i), info = ePoiInfo{}))
+            hits.emplace_back(info);
+        else
+            unreadable = Unreadable(i, listed);
     }
     if (json) {
         m_out << "{\"count\":" << total;
@@ -227,7 +312,7 @@ int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, co
         m_out << "}\n";
         for (const HitText& hit : hits)
             m_out << hit.Json() << "\n";
-        return 0;
+        return unreadable.empty() ? 0 : Fail(1, unreadable);
     }
     m_out << "data set " << set.number << " (" << set.province << ")\n";
     m_out << "hits: " << total << (total == ePOIEngineManager::kFirstBatch ? " (the most the search returns)" : "");
@@ -238,7 +323,7 @@ int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, co
     m_out << "\n";
     if (!hits.empty())
         HitText::PrintTable(m_out, hits, static_cast<int>(offset) + 1);
-    return 0;
+    return unreadable.empty() ? 0 : Fail(1, unreadable);
 }
 
 } // namespace Kest

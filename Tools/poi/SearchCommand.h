@@ -24,6 +24,9 @@ public:
 
 private:
     int Fail(int status, const std::string& message);
+    // A line of advice on `err` (nothing for an empty line); the exit status
+    // stays what the search gives.
+    void Note(const std::string& line);
     // The text search: keys are province, city, text and the refinement, in GBK.
     int RunText(ePOIEngineManager& engine, const std::string& dir, const DataSetList::DataSet& set,
                 const std::string keys[4], const std::string* refine, long long offset, long long limit, bool json);
