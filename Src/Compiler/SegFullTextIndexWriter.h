@@ -36,7 +36,7 @@ public:
                                     std::uint32_t targetPageSize = NdfFormat::kDefaultTargetPageSize);
 
     // Names are GBK. Provinces and cities keep the order of their first POI.
-    // Returns the number of words indexed for the name.
+    // Returns the number of postings made for the name.
     int AddPoi(std::string_view province, std::string_view city, std::string_view name, const ueglobal_addr_t& poi);
 
     // The words a name is indexed under, by ascending position, with their
@@ -49,17 +49,19 @@ public:
     };
     static std::vector<Word> Words(std::string_view name);
 
-    // The name as the engine widens a typed query: half-width digits and
-    // letters to full width (ToFullWidthDigits, ToFullWidthLetters), and
-    // full-width lower-case letters folded to upper case.
+    // The name in the form a typed query is searched in: half-width digits
+    // and letters widened as the engine widens a query (ToFullWidthDigits,
+    // ToFullWidthLetters), and full-width lower-case letters folded to upper
+    // case.
     static std::string Widen(std::string_view name);
 
     // The letter and digit words of a name that the dictionary should hold,
     // in their widened form: every run of 2 to 4 letters and digits, and
     // every run of letters and digits split by single joiners (- . & / _ + ')
     // written together, when 2 to 4 characters long (7-11 gives １１ and
-    // ７１１). Longer runs are left out: the engine cuts a query run longer
-    // than 4 characters letter by letter anyway.
+    // ７１１). Longer runs are left out: maximum matching takes at most 4
+    // full-width characters as one word, and a longer run is found through
+    // the single letters and digits (and any shorter words) it holds.
     static std::vector<std::string> LatinWords(std::string_view name);
 
     bool Write(const std::string& path);
