@@ -16,7 +16,7 @@ namespace {
 struct Choice {
     const std::string* word;
     long long frequency;
-    bool vocabulary;
+    CoreDictWriter::Group group;
 };
 
 void PutInt(std::string& out, std::int32_t value)
@@ -36,9 +36,10 @@ void CoreDictWriter::Add(const std::string& gbkWord, long long frequency)
         entry.frequency = frequency;
 }
 
-void CoreDictWriter::AddVocabulary(const std::string& gbkWord)
+void CoreDictWriter::AddVocabulary(const std::string& gbkWord, Group group)
 {
-    m_words[gbkWord].vocabulary = true;
+    Entry& entry = m_words[gbkWord];
+    entry.group = std::min(entry.group, group);
 }
 
 int CoreDictWriter::ClampFrequency(long long frequency)
@@ -52,11 +53,11 @@ std::string CoreDictWriter::Build(Summary* summary) const
     std::vector<Choice> order;
     order.reserve(m_words.size());
     for (const auto& [word, entry] : m_words)
-        order.push_back({&word, entry.frequency, entry.vocabulary});
+        order.push_back({&word, entry.frequency, entry.group});
     // m_words is sorted by bytes, so a stable sort leaves ties in byte order.
     std::stable_sort(order.begin(), order.end(), [](const Choice& a, const Choice& b) {
-        if (a.vocabulary != b.vocabulary)
-            return a.vocabulary;
+        if (a.group != b.group)
+            return a.group < b.group;
         return a.frequency > b.frequency;
     });
 

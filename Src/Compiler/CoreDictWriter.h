@@ -11,9 +11,10 @@ namespace Kest {
 // bytes (the stored text is the word without its first character when that
 // is a hanzi, the whole word otherwise).
 //
-// Order of choice: the vocabulary first (words that must go in, e.g. the
-// data set's own words), then the other words; within each group by
-// descending frequency, then by ascending GBK bytes. A word that does not fit
+// Order of choice, group by group: the words marked First, then the other
+// vocabulary (words that should go in, e.g. the data set's own words), then
+// the rest; within each group by descending frequency, then by ascending GBK
+// bytes. A word that does not fit
 // the space left is passed over and smaller ones are still tried. Words that
 // the dictionary cannot key are dropped, and of several words with the same
 // key (slot and stored text) only the first in that order is kept.
@@ -29,10 +30,15 @@ public:
         int noRoom = 0;     // dropped: no room left in the arena
     };
 
-    // Adds a word; a word added twice keeps its highest frequency.
+    // The groups words are chosen in, every word of one before any of the next.
+    enum class Group { First, Vocabulary, Rest };
+
+    // Adds a word (of the group Rest unless marked); a word added twice keeps
+    // its highest frequency.
     void Add(const std::string& gbkWord, long long frequency);
-    // Marks a word as vocabulary; one never given to Add gets frequency 1.
-    void AddVocabulary(const std::string& gbkWord);
+    // Marks a word as vocabulary of `group` (a word marked twice keeps the
+    // earlier group); one never given to Add gets frequency 1.
+    void AddVocabulary(const std::string& gbkWord, Group group = Group::Vocabulary);
 
     // The file's bytes.
     std::string Build(Summary* summary = nullptr) const;
@@ -44,7 +50,7 @@ public:
 private:
     struct Entry {
         long long frequency = 1;
-        bool vocabulary = false;
+        Group group = Group::Rest;
     };
     std::map<std::string, Entry> m_words;
 };

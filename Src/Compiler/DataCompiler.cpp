@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <fstream>
 #include <numeric>
 #include <set>
@@ -376,26 +377,40 @@ bool DataCompiler::WriteDataSets(const std::string& dir)
     return WriteFile(dir + "datasets.txt", text);
 }
 
-// The dictionary holds the words of words.txt, and the data's own words go
-// in first: the area and category names, and every word of words.txt that
-// occurs in the name of a POI, sight, place name or crossroad. The rest of
-// words.txt fills what room is left, by frequency (CoreDictWriter chooses).
+// The dictionary, in the order its 131072-byte arena is filled
+// (CoreDictWriter chooses within each group by frequency):
+//  1. the single full-width digits and letters, so that each has a key of
+//     its own, and the letter and digit words of the names
+//     (SegFullTextIndexWriter::LatinWords), those held by most names first,
+//     within a quarter of the arena; the others are found letter by letter;
+//  2. the data's own words: the area and category names, and every word of
+//     words.txt that occurs in the name of a POI, sight, place name or
+//     crossroad;
+//  3. the rest of words.txt, by frequency.
+// Words are widened as names are (SegFullTextIndexWriter::Widen), so that a
+// word of words.txt with letters or digits matches the names and queries
+// that hold it.
 bool DataCompiler::WriteDictionary(const std::string& dir)
 {
     if (!Phase("writing CoreDict.dct (" + std::to_string(m_words.size()) + " words offered)"))
         return false;
+    constexpr std::size_t kLatinShare = eDictionary::kArenaSize / 4;
     CoreDictWriter writer;
-    std::unordered_map<std::string_view, std::size_t> known;
+    std::vector<std::string> words(m_words.size());
     std::size_t longest = 0;
     for (std::size_t i = 0; i < m_words.size(); ++i) {
-        writer.Add(m_words[i].first, m_words[i].second);
-        known.emplace(m_words[i].first, i);
-        longest = std::max(longest, m_words[i].first.size());
+        words[i] = SegFullTextIndexWriter::Widen(m_words[i].first);
+        writer.Add(words[i], m_words[i].second);
+        longest = std::max(longest, words[i].size());
     }
-    std::vector<bool> own(m_words.size(), false);
+    std::unordered_map<std::string_view, std::size_t> known;
+    for (std::size_t i = 0; i < words.size(); ++i)
+        known.emplace(words[i], i);
+    std::vector<bool> own(words.size(), false);
+    std::map<std::string, long long> latin; // letter and digit word -> names holding it
     for (const std::vector<SourceRow>* rows : {&m_pois, &m_others}) {
         for (const SourceRow& r : *rows) {
-            const std::string& name = r.name;
+            const std::string name = SegFullTextIndexWriter::Widen(r.name);
             for (std::size_t at = 0; at < name.size(); at += GbkCharLength(name, at)) {
                 for (std::size_t end = at; end < name.size() && end - at < longest;) {
                     end += GbkCharLength(name, end);
@@ -404,18 +419,42 @@ bool DataCompiler::WriteDictionary(const std::string& dir)
                         own[it->second] = true;
                 }
             }
+            for (const std::string& word : SegFullTextIndexWriter::LatinWords(r.name))
+                ++latin[word];
         }
     }
+
+    std::set<std::string> first;
+    for (int i = 0; i < 10; ++i)
+        first.insert({'\xA3', static_cast<char>(0xB0 + i)}); // ０..９
+    for (int i = 0; i < 26; ++i)
+        first.insert({'\xA3', static_cast<char>(0xC1 + i)}); // Ａ..Ｚ
+    std::vector<std::pair<long long, std::string>> byNames; // most names first, then by bytes
+    for (const auto& [word, names] : latin)
+        byNames.emplace_back(-names, word);
+    std::sort(byNames.begin(), byNames.end());
+    std::size_t share = 0;
+    for (const auto& [names, word] : byNames) {
+        if (share + word.size() + 1 > kLatinShare)
+            continue;
+        share += word.size() + 1;
+        writer.Add(word, -names);
+        first.insert(word);
+    }
+    for (const std::string& word : first)
+        writer.AddVocabulary(word, CoreDictWriter::Group::First);
+
     std::set<std::string> vocabulary;
-    for (std::size_t i = 0; i < m_words.size(); ++i)
+    for (std::size_t i = 0; i < words.size(); ++i)
         if (own[i])
-            vocabulary.insert(m_words[i].first);
+            vocabulary.insert(words[i]);
     for (const auto* names : {&m_gbkProvinces, &m_gbkCities, &m_gbkCounties})
-        vocabulary.insert(names->begin(), names->end());
+        for (const std::string& name : *names)
+            vocabulary.insert(SegFullTextIndexWriter::Widen(name));
     for (const CategoryList::Branch& branch : m_categories.Branches()) {
-        vocabulary.insert(GbkCodec::Gbk(branch.name));
+        vocabulary.insert(SegFullTextIndexWriter::Widen(GbkCodec::Gbk(branch.name)));
         for (const CategoryList::Leaf& leaf : branch.leaves)
-            vocabulary.insert(GbkCodec::Gbk(leaf.name));
+            vocabulary.insert(SegFullTextIndexWriter::Widen(GbkCodec::Gbk(leaf.name)));
     }
     for (const std::string& word : vocabulary)
         writer.AddVocabulary(word);
@@ -425,7 +464,8 @@ bool DataCompiler::WriteDictionary(const std::string& dir)
     if (!writer.Write(dir + "CoreDict.dct", &summary, &error))
         return Fail(error);
     m_summary.dictWords = static_cast<std::size_t>(summary.words);
-    m_summary.dictVocabulary = vocabulary.size();
+    m_summary.dictVocabulary = first.size() + static_cast<std::size_t>(std::count_if(
+        vocabulary.begin(), vocabulary.end(), [&](const std::string& w) { return first.count(w) == 0; }));
     m_summary.dictNoRoom = static_cast<std::size_t>(summary.noRoom);
     return true;
 }

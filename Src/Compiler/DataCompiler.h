@@ -60,9 +60,9 @@ public:
         std::size_t indexedPois = 0;     // POIs in the pinyin-initial indexes
         std::size_t unindexedPois = 0;   // POIs whose name has nothing to type (NameInitials)
         std::size_t dictWords = 0;       // words in CoreDict.dct
-        std::size_t dictVocabulary = 0;  // of the words given, those marked as the data's own
+        std::size_t dictVocabulary = 0;  // words offered first: letters, digits and the data's own
         std::size_t dictNoRoom = 0;      // words left out for lack of room
-        std::size_t textWords = 0;       // words of names in the full-text indexes
+        std::size_t textWords = 0;       // postings (word, position) of names in the full-text indexes
         std::size_t Rejected() const;
     };
 

@@ -1,39 +1,156 @@
 #include "Compiler/SegFullTextIndexWriter.h"
 
 #include <algorithm>
+#include <cstring>
+#include <set>
+#include <utility>
 
 #include "Compiler/FeatureBlockEncoder.h"
 #include "Compiler/PageFileWriter.h"
-#include "POIEngine/PinyinHelpers.h"
 #include "POIEngine/eDictionary.h"
-#include "POIEngine/eMMWordSeg.h"
 
 namespace Kest {
+
+namespace {
+
+constexpr std::size_t kMaxWordBytes = 8; // the longest word the engine's maximum matching takes
+constexpr std::size_t kMinLatinChars = 2, kMaxLatinChars = 4;
+// Joiners inside a brand (7-11, A&W): ASCII characters the engine refuses in a query.
+constexpr const char kJoiners[] = "-.&/_+'";
+
+// Byte length of the GBK character at `s[at]`, as eString counts it.
+std::size_t CharLength(std::string_view s, std::size_t at)
+{
+    return static_cast<std::size_t>(eString::CharLength(reinterpret_cast<const unsigned char*>(s.data() + at),
+                                                        static_cast<int>(s.size() - at)));
+}
+
+// A full-width digit or upper-case letter at `at`.
+bool IsLatin(const std::string& s, std::size_t at)
+{
+    if (at + 1 >= s.size() || static_cast<unsigned char>(s[at]) != 0xA3)
+        return false;
+    const unsigned char b = static_cast<unsigned char>(s[at + 1]);
+    return (b >= 0xB0 && b <= 0xB9) || (b >= 0xC1 && b <= 0xDA);
+}
+
+struct Span {
+    std::string text;
+    std::size_t position;
+    bool joined; // runs split by joiners, written together
+};
+
+// The runs of letters and digits of a widened name and, where joiners split
+// them, the runs written together.
+std::vector<Span> LatinSpans(const std::string& wide)
+{
+    std::vector<Span> spans;
+    for (std::size_t at = 0; at < wide.size();) {
+        if (!IsLatin(wide, at)) {
+            at += CharLength(wide, at);
+            continue;
+        }
+        const std::size_t start = at;
+        std::string joined;
+        int runs = 0;
+        for (;;) {
+            std::size_t end = at;
+            while (IsLatin(wide, end))
+                end += 2;
+            spans.push_back({wide.substr(at, end - at), at, false});
+            joined += spans.back().text;
+            ++runs;
+            at = end;
+            if (at < wide.size() && wide[at] != '\0' && std::strchr(kJoiners, wide[at]) && IsLatin(wide, at + 1))
+                ++at;
+            else
+                break;
+        }
+        if (runs > 1)
+            spans.push_back({joined, start, true});
+    }
+    return spans;
+}
+
+} // namespace
 
 SegFullTextIndexWriter::SegFullTextIndexWriter(std::uint16_t fileId, std::uint32_t targetPageSize)
     : m_nFileId(fileId), m_nTarget(targetPageSize)
 {
 }
 
+std::string SegFullTextIndexWriter::Widen(std::string_view name)
+{
+    // One pass doing what ToFullWidthDigits then ToFullWidthLetters do to a
+    // query: every ASCII digit and letter that is a character of its own (not
+    // the trail byte of a two-byte one) becomes its full-width character, a
+    // letter in upper case.
+    std::string wide;
+    wide.reserve(name.size() * 2);
+    for (std::size_t at = 0; at < name.size();) {
+        const std::size_t length = CharLength(name, at);
+        const unsigned char u = static_cast<unsigned char>(name[at]);
+        if (length == 2)
+            wide.append(name.substr(at, 2));
+        else if (u >= '0' && u <= '9')
+            wide += {'\xA3', static_cast<char>(0xB0 + (u - '0'))};
+        else if ((u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z'))
+            wide += {'\xA3', static_cast<char>(0xC1 + ((u | 0x20) - 'a'))};
+        else
+            wide += static_cast<char>(u);
+        at += length;
+    }
+    for (std::size_t at = 0; at + 1 < wide.size(); at += CharLength(wide, at)) {
+        const unsigned char b = static_cast<unsigned char>(wide[at + 1]);
+        if (static_cast<unsigned char>(wide[at]) == 0xA3 && b >= 0xE1 && b <= 0xFA)
+            wide[at + 1] = static_cast<char>(b - 0x20); // ａ..ｚ -> Ａ..Ｚ
+    }
+    return wide;
+}
+
+std::vector<std::string> SegFullTextIndexWriter::LatinWords(std::string_view name)
+{
+    std::vector<std::string> words;
+    for (const Span& span : LatinSpans(Widen(name))) {
+        const std::size_t chars = span.text.size() / 2;
+        if (chars >= kMinLatinChars && chars <= kMaxLatinChars)
+            words.push_back(span.text);
+    }
+    std::sort(words.begin(), words.end());
+    words.erase(std::unique(words.begin(), words.end()), words.end());
+    return words;
+}
+
 std::vector<SegFullTextIndexWriter::Word> SegFullTextIndexWriter::Words(std::string_view name)
 {
     eDictionary& dict = eDictionary::GetInstance();
-    eMMWordSeg seg;
-    seg.SetDict(dict);
-    const std::string text(name);
-    const eString wide = ToFullWidthLetters(ToFullWidthDigits(text.c_str()).Cstr());
-    eString cut = seg.SegmentHzStrMM(wide);
-    eArray<eString> pieces;
-    seg.GetAdressSeg(cut, pieces);
+    const std::string wide = Widen(name);
     std::vector<Word> words;
-    int position = 0;
-    for (int i = 0; i < pieces.GetSize(); ++i) {
-        const eString& piece = pieces[i];
+    std::set<std::pair<int, int>> posted; // (position, key)
+    auto post = [&](const std::string& text, std::size_t at) {
         int slot = 0;
         int index = 0;
-        if (!piece.IsEmpty() && dict.GetWordIndex(piece, slot, index))
-            words.push_back({piece.Cstr(), position, index == -1 ? slot * 10000 - 1 : slot * 10000 + index});
-        position += piece.GetLength();
+        if (!dict.GetWordIndex(eString(text.c_str()), slot, index))
+            return;
+        const int key = index == -1 ? slot * 10000 - 1 : slot * 10000 + index;
+        const int position = static_cast<int>(at);
+        if (posted.emplace(position, key).second)
+            words.push_back({text, position, key});
+    };
+    auto inDictionary = [&](std::string text) { return dict.IsGetWord(&text[0]) != 0; }; // trims a copy
+    const std::vector<Span> spans = LatinSpans(wide);
+    for (std::size_t at = 0; at < wide.size(); at += CharLength(wide, at)) {
+        // Words are runs of two-byte characters, as the engine's maximum
+        // matching takes them; a single one is posted whenever it is keyed.
+        for (std::size_t end = at; end < wide.size() && end - at < kMaxWordBytes && CharLength(wide, end) == 2;) {
+            end += 2;
+            const std::string text = wide.substr(at, end - at);
+            if (end - at == 2 || inDictionary(text))
+                post(text, at);
+        }
+        for (const Span& span : spans)
+            if (span.joined && span.position == at && span.text.size() <= kMaxWordBytes && inDictionary(span.text))
+                post(span.text, at);
     }
     return words;
 }

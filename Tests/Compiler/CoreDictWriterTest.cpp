@@ -148,19 +148,25 @@ TEST_F(CoreDictWriterTest, FillsTheArenaExactly)
     EXPECT_FALSE(Has(Cell(6000) + Cell(6001)));
 }
 
-TEST_F(CoreDictWriterTest, VocabularyGoesInBeforeFrequentWords)
+TEST_F(CoreDictWriterTest, GroupsGoInOneAfterTheOtherThenByFrequency)
 {
     const std::vector<std::string> words = TwoHanziWords(50000); // 150000 bytes
     CoreDictWriter writer;
-    for (std::size_t i = 0; i < words.size(); ++i)
+    for (std::size_t i = 0; i < words.size(); ++i) {
         writer.Add(words[i], 1000 + static_cast<long long>(i));
+        if (i % 2)
+            writer.AddVocabulary(words[i]); // 75000 bytes
+    }
     writer.AddVocabulary(G("中关村")); // never given a frequency: 1
     writer.AddVocabulary(words[0]);     // the least frequent word
+    writer.AddVocabulary(words[2], CoreDictWriter::Group::First);
+    writer.AddVocabulary(words[2]); // keeps the earlier group
     LoadDict(writer.Build());
     EXPECT_EQ(1, Freq(G("中关村")));
-    EXPECT_TRUE(Has(words[0]));
-    EXPECT_FALSE(Has(words[1])); // then by descending frequency
-    EXPECT_TRUE(Has(words.back()));
+    for (std::size_t i : {0, 1, 2, 3})
+        EXPECT_TRUE(Has(words[i])) << i;
+    EXPECT_FALSE(Has(words[4])); // the rest by descending frequency
+    EXPECT_TRUE(Has(words[words.size() - 2]));
 }
 
 TEST_F(CoreDictWriterTest, WritesTheFileOrReportsWhyNot)

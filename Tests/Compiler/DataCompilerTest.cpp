@@ -389,3 +389,49 @@ TEST_F(DataCompilerTest, EveryHitOfAChainStoreCanBeRead)
         EXPECT_EQ(150u, places.size()) << "each store once (the north gate shares a place)";
     }
 }
+
+// What people type finds the names that hold it, however the dictionary
+// would cut the name: every dictionary word and every single character is
+// indexed at every position, letters and digits have keys of their own.
+TEST_F(DataCompilerTest, FullTextFindsTheTypedTextAnywhereInTheName)
+{
+    std::string pois = kPoiHeader;
+    for (const char* name : {"王府井火锅店", "熊家宜都市客栈", "北极光影城", "KFC王府井店", "ｋｆｃ甜品站", "KFD车行",
+                             "7-11便利店", "ABCDE汽修", "火锅火锅城"})
+        pois += std::string(name) + ",116.41,39.91,2000,,北京市,北京市,东城区\n";
+    Write("pois.csv", pois);
+    Write("words.txt", "火锅店 90\n火锅 80\n王府井 70\n宜都市 60\n都市 50\n客栈 40\n北极光 30\n极光 20\n影城 10\n");
+    const std::string out = m_dir.Path("out");
+    ASSERT_TRUE(Build(out)) << m_error;
+
+    Kest::ePOIEngineManager engine;
+    engine.SetPoiPath(out.c_str());
+    const struct {
+        const char* typed;
+        std::multiset<std::string> names;
+    } cases[] = {
+        {"火锅", {"王府井火锅店", "火锅火锅城", "火锅火锅城"}}, // a name holding the word twice comes twice
+        {"锅店", {"王府井火锅店"}},                            // across two words of the name's own cut
+        {"都市客栈", {"熊家宜都市客栈"}},                      // the cut 熊/家/宜都市/客栈 has no 都市
+        {"极光", {"北极光影城"}},
+        {"kfc", {"KFC王府井店", "ｋｆｃ甜品站"}},              // a word of its own, in any width and case
+        {"KFC王府井", {"KFC王府井店"}},                        // cut letter by letter before hanzi
+        {"BCD", {"ABCDE汽修"}},                                // inside a longer run, letter by letter
+        {"711", {"7-11便利店"}},                               // the hyphen cannot be typed
+        {"KF", {"KFC王府井店", "ｋｆｃ甜品站", "KFD车行"}},
+        {"都市客", {"熊家宜都市客栈"}},
+        {"客都市", {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.typed);
+        const std::string typed = GbkCodec::Gbk(c.typed);
+        ASSERT_TRUE(engine.QueryByFullText(3, 10, "*", "*", typed.c_str()));
+        std::multiset<std::string> names;
+        for (int i = 0; i < engine.GetPOICount(0); ++i) {
+            Kest::ePoiInfo info{};
+            ASSERT_TRUE(engine.GetPOIInfo(0, i, info));
+            names.insert(GbkCodec::Utf8(std::string(info.szName, strnlen(info.szName, sizeof info.szName))));
+        }
+        EXPECT_EQ(c.names, names);
+    }
+}

@@ -1,8 +1,9 @@
 // The search by Chinese text on the bundled sample against a plain oracle:
 // 1200 random queries (one to three words cut from real names, with and
 // without a space between them, some with half-width digits and letters)
-// must find what straight loops over the source rows find when they apply
-// the same word cutting, phrase and position rules.
+// must find what straight loops over the source rows find when they index
+// every dictionary word at every position and apply the search's word
+// cutting, phrase and position rules.
 
 #include <gtest/gtest.h>
 
@@ -31,8 +32,17 @@ struct Word {
     int length;
 };
 
-// A text cut into dictionary words as the search cuts it: keyed words only,
-// with their byte positions in the text.
+bool KeyOf(const std::string& word, int& key)
+{
+    int slot = 0, index = 0;
+    if (word.empty() || !eDictionary::GetInstance().GetWordIndex(eString(word.c_str()), slot, index))
+        return false;
+    key = index == -1 ? slot * 10000 - 1 : slot * 10000 + index;
+    return true;
+}
+
+// A typed text cut into words as the search cuts it: keyed words only, with
+// their byte positions in the text.
 std::vector<Word> Cut(const std::string& gbk)
 {
     eMMWordSeg seg;
@@ -43,11 +53,32 @@ std::vector<Word> Cut(const std::string& gbk)
     std::vector<Word> out;
     int position = 0;
     for (int i = 0; i < words.GetSize(); ++i) {
-        int slot = 0, index = 0;
-        if (!words[i].IsEmpty() && eDictionary::GetInstance().GetWordIndex(words[i], slot, index))
-            out.push_back({index == -1 ? slot * 10000 - 1 : slot * 10000 + index, position, words[i].GetLength()});
+        int key = 0;
+        if (KeyOf(words[i].Cstr(), key))
+            out.push_back({key, position, words[i].GetLength()});
         position += words[i].GetLength();
     }
+    return out;
+}
+
+// A name as it is indexed (digits and letters already widened): every
+// dictionary word of up to four two-byte characters at every position where
+// it occurs, and every keyed single character, each key once per position.
+std::vector<Word> Postings(const std::string& gbk)
+{
+    std::vector<Word> out;
+    std::set<std::pair<int, int>> seen;
+    for (std::size_t at = 0; at < gbk.size(); at += static_cast<unsigned char>(gbk[at]) >= 0x81 ? 2 : 1)
+        for (std::size_t length = 2; length <= 8 && at + length <= gbk.size(); length += 2) {
+            std::string word = gbk.substr(at, length);
+            if (static_cast<unsigned char>(word[length - 2]) < 0x81)
+                break; // a one-byte character
+            std::string probe = word;
+            int key = 0;
+            if ((length == 2 || eDictionary::GetInstance().IsGetWord(&probe[0])) && KeyOf(word, key) &&
+                seen.emplace(key, static_cast<int>(at)).second)
+                out.push_back({key, static_cast<int>(at), static_cast<int>(length)});
+        }
     return out;
 }
 
@@ -57,17 +88,12 @@ struct Row {
     std::vector<Word> words; // of the name as indexed: digits and letters in full width
 };
 
+// The postings of one data set: word key -> (name, position).
+using District = std::map<int, std::vector<std::pair<const Row*, int>>>;
+
 // What one typed text finds in one data set: the names, once per match.
-std::multiset<std::string> Oracle(const std::vector<Row>& rows, const std::string& province, const std::string& typed)
+std::multiset<std::string> Oracle(const District& district, const std::string& typed)
 {
-    std::vector<const Row*> district;
-    std::set<int> keys; // every word key of the district
-    for (const Row& r : rows)
-        if (r.province == province) {
-            district.push_back(&r);
-            for (const Word& w : r.words)
-                keys.insert(w.key);
-        }
     // The typed text in the forms the data writes.
     bool letter = false, digit = false;
     for (unsigned char c : typed)
@@ -96,34 +122,29 @@ std::multiset<std::string> Oracle(const std::vector<Row>& rows, const std::strin
         for (int p = 0; p < pieces.GetSize(); ++p)
             for (const Word& w : Cut(pieces[p].Cstr()))
                 query.push_back(w);
-        if (std::any_of(query.begin(), query.end(), [&](const Word& w) { return keys.count(w.key) == 0; }))
+        if (std::any_of(query.begin(), query.end(), [&](const Word& w) { return district.count(w.key) == 0; }))
             break; // a word the district does not hold ends the search
         const bool loose = pieces.GetSize() > 1;
         std::multiset<std::string> matches;
-        for (const Row* r : district) {
-            if (query.empty())
-                break;
-            for (const Word& first : r->words) {
-                if (first.key != query[0].key)
-                    continue;
-                // Loose: every other word anywhere; otherwise each word right
-                // behind the one before.
-                bool all = true;
-                int end = first.position + first.length;
-                for (std::size_t q = 1; q < query.size() && all; ++q) {
-                    bool any = false;
-                    for (const Word& w : r->words)
-                        if (w.key == query[q].key && (loose || w.position == end)) {
-                            any = true;
-                            if (!loose)
-                                end = w.position + w.length;
-                            break;
-                        }
-                    all = any;
-                }
-                if (all)
-                    matches.insert(r->name);
+        for (const auto& [r, position] : query.empty() ? std::vector<std::pair<const Row*, int>>()
+                                                       : district.at(query[0].key)) {
+            // Loose: every other word anywhere; otherwise each word right
+            // behind the one before, measured by the typed word's length.
+            bool all = true;
+            int end = position + query[0].length;
+            for (std::size_t q = 1; q < query.size() && all; ++q) {
+                bool any = false;
+                for (const Word& w : r->words)
+                    if (w.key == query[q].key && (loose || w.position == end)) {
+                        any = true;
+                        if (!loose)
+                            end = w.position + query[q].length;
+                        break;
+                    }
+                all = any;
             }
+            if (all)
+                matches.insert(r->name);
         }
         if (query.size() > 1 && matches.empty())
             break; // the last word left no hit: the search stops
@@ -140,7 +161,12 @@ TEST(TextDifferential, RandomQueriesMatchTheOracle)
     ASSERT_TRUE(dict.Load((sample.Root() + "/POI/CoreDict.dct").c_str(), false));
     std::vector<Row> rows;
     for (const auto& r : sample.Rows())
-        rows.push_back({r.name, r.province, Cut(ToFullWidthLetters(ToFullWidthDigits(r.name.c_str()).Cstr()).Cstr())});
+        rows.push_back({r.name, r.province, Postings(ToFullWidthLetters(ToFullWidthDigits(r.name.c_str()).Cstr()).Cstr())});
+
+    std::map<std::string, District> districts; // by province
+    for (const Row& r : rows)
+        for (const Word& w : r.words)
+            districts[r.province][w.key].emplace_back(&r, w.position);
 
     std::vector<std::size_t> numbered; // rows whose names hold half-width digits
     for (std::size_t i = 0; i < rows.size(); ++i)
@@ -184,7 +210,7 @@ TEST(TextDifferential, RandomQueriesMatchTheOracle)
         if (typed.find_first_of("`\\~!@#$%^&*(|)-_=}]+':'[{.<;>/?") != std::string::npos)
             continue;
 
-        const std::multiset<std::string> want = Oracle(rows, province, typed);
+        const std::multiset<std::string> want = Oracle(districts[province], typed);
         const std::string context = "query " + std::to_string(q) + " '" + GbkCodec::Utf8(typed) + "'";
         ASSERT_TRUE(engine.QueryByFullText(3, set->first, "*", "*", typed.c_str())) << context;
         std::multiset<std::string> got;
