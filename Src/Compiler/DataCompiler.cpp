@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <map>
 #include <fstream>
+#include <map>
 #include <numeric>
 #include <set>
 #include <sstream>
@@ -429,16 +429,16 @@ bool DataCompiler::WriteDictionary(const std::string& dir)
         first.insert({'\xA3', static_cast<char>(0xB0 + i)}); // ０..９
     for (int i = 0; i < 26; ++i)
         first.insert({'\xA3', static_cast<char>(0xC1 + i)}); // Ａ..Ｚ
-    std::vector<std::pair<long long, std::string>> byNames; // most names first, then by bytes
+    std::vector<std::pair<long long, std::string>> byNames; // (-names, word): most names first, then by bytes
     for (const auto& [word, names] : latin)
         byNames.emplace_back(-names, word);
     std::sort(byNames.begin(), byNames.end());
     std::size_t share = 0;
-    for (const auto& [names, word] : byNames) {
+    for (const auto& [negatedNames, word] : byNames) {
         if (share + word.size() + 1 > kLatinShare)
             continue;
         share += word.size() + 1;
-        writer.Add(word, -names);
+        writer.Add(word, -negatedNames);
         first.insert(word);
     }
     for (const std::string& word : first)
