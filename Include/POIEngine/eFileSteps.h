@@ -18,8 +18,9 @@ public:
     // The instance that calls the system.
     static eFileSteps& System();
 
-    // Creates and opens a new file from `pattern` (ending in "XXXXXX", which
-    // is replaced in place); its descriptor, or -1.
+    // Creates and opens for writing a new file named by `pattern`, whose
+    // last six characters ("XXXXXX") are replaced in place by a name not yet
+    // taken; its descriptor, or -1.
     virtual int CreateTemp(char* pattern);
     // Writes all `size` bytes; false on an error or a short write.
     virtual bool Write(int fd, const void* data, std::size_t size);

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -18,7 +20,24 @@ eFileSteps& eFileSteps::System()
 
 int eFileSteps::CreateTemp(char* pattern)
 {
-    return mkstemp(pattern);
+    // Like mkstemp, but with the mode an ordinary new file gets (0666 less
+    // the umask), so that a replaced store file keeps the usual permissions.
+    const std::size_t length = std::strlen(pattern);
+    if (length < 6)
+        return -1;
+    char* x = pattern + length - 6;
+    static const char kChars[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    static unsigned long long counter = 0;
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        unsigned long long seed = (static_cast<unsigned long long>(getpid()) << 32) ^
+                                  static_cast<unsigned long long>(std::time(nullptr)) ^ (++counter * 0x9E3779B97F4A7C15ULL);
+        for (int i = 0; i < 6; ++i, seed /= 62)
+            x[i] = kChars[seed % 62];
+        const int fd = open(pattern, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd >= 0 || errno != EEXIST)
+            return fd;
+    }
+    return -1;
 }
 
 bool eFileSteps::Write(int fd, const void* data, std::size_t size)
