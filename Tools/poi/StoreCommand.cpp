@@ -151,25 +151,26 @@ int StoreCommand::Run(const std::vector<std::string>& args)
     if (!std::filesystem::is_directory(dir, ec))
         return Fail(1, dir + " is not a directory (create it, or give the data directory)");
     const ContainerType store = static_cast<ContainerType>(type);
-    const std::string file = dir + (type == 1 ? "/Favorite.poi" : "/History.poi");
+    // The engine appends the file names to the path as given.
+    const std::string prefix = dir.back() == '/' ? dir : dir + "/";
+    const std::string file = prefix + (type == 1 ? "Favorite.poi" : "History.poi");
     const std::string backup = file + "bak";
 
     // One change at a time per directory: a run loads, changes and saves the
     // whole file, so two runs at once would lose one of the changes.
     DirectoryLock lock;
-    const auto locked = lock.Acquire(dir + "/" + kLockFile, action != "list", m_lockWait);
+    const auto locked = lock.Acquire(prefix + kLockFile, action != "list", m_lockWait);
     if (locked == DirectoryLock::Result::kTimedOut)
         return Fail(1, dir + " is busy: another poi store kept it locked for " + std::to_string(m_lockWait.count()) +
                            " ms; try again");
     if (locked == DirectoryLock::Result::kNoFile && action != "list")
-        return Fail(1, "cannot lock " + dir + "/" + kLockFile + " (is " + dir + " writable?)");
+        return Fail(1, "cannot lock " + prefix + kLockFile + " (is " + dir + " writable?)");
 
     // Past a file-size limit a write then fails (and the save with it)
     // instead of the process being stopped halfway.
     std::signal(SIGXFSZ, SIG_IGN);
     CheckedStore engine;
-    // The engine appends the file names to the path as given.
-    engine.SetDataPath((dir + "/").c_str());
+    engine.SetDataPath(prefix.c_str());
     if (action == "restore") {
         bool damaged = false;
         const int entries = ePOIEngineContainer::InspectFile(store, backup.c_str(), damaged);
