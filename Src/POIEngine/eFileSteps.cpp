@@ -30,7 +30,8 @@ int eFileSteps::CreateTemp(char* pattern)
     static unsigned long long counter = 0;
     for (int attempt = 0; attempt < 100; ++attempt) {
         unsigned long long seed = (static_cast<unsigned long long>(getpid()) << 32) ^
-                                  static_cast<unsigned long long>(std::time(nullptr)) ^ (++counter * 0x9E3779B97F4A7C15ULL);
+                                  static_cast<unsigned long long>(std::time(nullptr)) ^
+                                  (++counter * 0x9E3779B97F4A7C15ULL);
         for (int i = 0; i < 6; ++i, seed /= 62)
             x[i] = kChars[seed % 62];
         const int fd = open(pattern, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);

@@ -310,6 +310,16 @@ TEST(PoiStore, DamagedStoreIsReportedAndRestoredFromTheBackup)
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.lines.size(), 3u);
 
+    // Temporary files that a killed run left go with the next change.
+    const std::string stray = main + ".a1B2c3", fresh = main + "bak.x9Y8z7", other = main + ".mine";
+    for (const std::string& f : {stray, fresh, other})
+        std::ofstream(f) << "x";
+    std::filesystem::last_write_time(stray, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    EXPECT_EQ(Store({"add", "e", "1", "2"}).status, 0);
+    EXPECT_FALSE(std::filesystem::exists(stray));
+    EXPECT_TRUE(std::filesystem::exists(fresh)); // perhaps being written now
+    EXPECT_TRUE(std::filesystem::exists(other));
+
     // Without a usable backup there is nothing to restore; a change keeps
     // what could be read.
     std::filesystem::remove(main + "bak");

@@ -1,5 +1,8 @@
 #include "StoreCommand.h"
 
+#include <algorithm>
+#include <cctype>
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdlib>
@@ -74,6 +77,30 @@ public:
     int saves = 0;
     int failedSaves = 0;
 };
+
+// Deletes the temporary files that a run killed in the middle of a save left
+// beside the store ("Favorite.poi.XXXXXX", "Favorite.poibak.XXXXXX"). Only
+// files a minute old: a program using the engine may be writing one now.
+void RemoveStrayTemporaries(const std::string& file)
+{
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    const fs::path path(file);
+    const auto old = fs::file_time_type::clock::now() - std::chrono::minutes(1);
+    for (fs::directory_iterator it(path.parent_path(), ec), end; !ec && it != end; it.increment(ec)) {
+        const std::string name = it->path().filename().string();
+        const std::string base = path.filename().string();
+        if (name.size() < base.size() + 7 || name[name.size() - 7] != '.')
+            continue;
+        const std::string owner = name.substr(0, name.size() - 7);
+        const bool alphanumeric =
+            std::all_of(name.end() - 6, name.end(), [](char c) { return std::isalnum(static_cast<unsigned char>(c)); });
+        std::error_code ignored;
+        if ((owner == base || owner == base + "bak") && alphanumeric && it->is_regular_file(ignored) &&
+            fs::last_write_time(it->path(), ignored) < old)
+            fs::remove(it->path(), ignored);
+    }
+}
 
 } // namespace
 
@@ -183,6 +210,8 @@ int StoreCommand::Run(const std::vector<std::string>& args)
         m_out << storeName << ": restored " << Entries(entries) << " from " << backup << "\n";
         return 0;
     }
+    if (action != "list")
+        RemoveStrayTemporaries(file);
     if (!engine.LoadPOI(store) && std::filesystem::exists(file, ec))
         return Fail(1, "cannot read " + file);
     const int count = engine.GetPOICount(store);
