@@ -67,10 +67,11 @@ public:
     bool RestorePOI(ContainerType type);
     // Reads a store file of the given type: its number of complete records
     // (-1 when it cannot be read) and whether it is damaged: a length that is
-    // not a whole number of records, or a record the store cannot have
-    // written (a name that is neither zero-terminated nor 64 bytes of GBK
-    // text, a coordinate that is not finite, a history frequency below 1).
+    // not a whole number of records, or a record that is not possible.
     static int InspectFile(ContainerType type, const eString& file, bool& damaged);
+    // Whether a record can be one the store wrote: its name is zero-terminated
+    // or 64 bytes of GBK text, and its coordinates are finite.
+    static bool IsPossibleRecord(const ePoiInfo& info);
     // The calls the files are written through (the system's by default).
     void SetFileSteps(eFileSteps& steps) { m_pFileSteps = &steps; }
 

@@ -107,10 +107,7 @@ bool IsDamaged(ContainerType type, const std::string& bytes)
     for (std::size_t at = 0; at < bytes.size(); at += size) {
         ePoiInfo info;
         std::memcpy(&info, bytes.data() + at, kRecordSize);
-        int frequency = 1;
-        if (type == CONTAINER_HISTORY)
-            std::memcpy(&frequency, bytes.data() + at + kRecordSize, 4);
-        if (!IsPossibleName(info.szName) || !std::isfinite(info.dX) || !std::isfinite(info.dY) || frequency < 1)
+        if (!ePOIEngineContainer::IsPossibleRecord(info))
             return true;
     }
     return false;
@@ -360,6 +357,11 @@ bool ePOIEngineContainer::RestorePOI(ContainerType type)
     if (InspectFile(type, path + "bak", damaged) < 0 || damaged || !BackupFile(path + "bak", path))
         return false;
     return LoadPOI(type);
+}
+
+bool ePOIEngineContainer::IsPossibleRecord(const ePoiInfo& info)
+{
+    return IsPossibleName(info.szName) && std::isfinite(info.dX) && std::isfinite(info.dY);
 }
 
 int ePOIEngineContainer::InspectFile(ContainerType type, const eString& file, bool& damaged)

@@ -214,9 +214,8 @@ int StoreCommand::Run(const std::vector<std::string>& args)
         RemoveStrayTemporaries(file);
     if (!engine.LoadPOI(store) && std::filesystem::exists(file, ec))
         return Fail(1, "cannot read " + file);
-    const int count = engine.GetPOICount(store);
+    int count = engine.GetPOICount(store);
 
-    bool keepGoing = true;
     if (engine.LastLoadFoundDamage()) {
         // The complete records were read; the backup is left as it was.
         bool bakDamaged = false;
@@ -228,12 +227,23 @@ int StoreCommand::Run(const std::vector<std::string>& args)
                        Entries(bakEntries) + " of " + backup;
         else
             message += "; there is no usable backup (" + backup + (bakEntries < 0 ? " is missing)" : " is damaged)");
-        // A change would replace the damaged file; with a backup at hand the
-        // user chooses first. Without one, the readable entries are kept.
-        keepGoing = !usable && action != "list";
-        m_err << "poi store: " << message << (usable && action != "list" ? "; nothing changed" : "") << "\n";
-        if (action != "list" && !keepGoing)
-            return 1;
+        // A change would replace the damaged file: with a backup at hand the
+        // user chooses first (restore, or remove the backup).
+        if (usable && action != "list")
+            return Fail(1, message + "; nothing changed");
+        m_err << "poi store: " << message << "\n";
+        // Without one the change goes ahead, minus the records that cannot
+        // be right, so that the file is sound again and backed up from then on.
+        for (int i = count - 1; action != "list" && i >= 0; --i) {
+            ePoiInfo entry{};
+            if (engine.GetPOIInfo(store, i, entry) && !ePOIEngineContainer::IsPossibleRecord(entry)) {
+                if (!engine.RemovePOI(store, i) || engine.failedSaves > 0)
+                    return Fail(1, "cannot save " + file);
+                m_err << "poi store: dropped entry " << i << " of " << storeName << ", which could not be read\n";
+            }
+        }
+        count = engine.GetPOICount(store);
+        engine.saves = 0;
     }
 
     if (action == "list") {
