@@ -20,7 +20,7 @@ namespace Kest {
 // directory, flushed to disk and renamed over the old one, so that a crash at
 // any instant leaves the old or the new file. A save whose write or flush
 // fails leaves both old files as they were and returns false. A previous file
-// that is damaged (see IsDamaged) is not copied over the backup.
+// that is damaged (see InspectFile) is not copied over the backup.
 //
 // Callers see favourites newest first: a favourite's index is mapped to
 // position count - 1 - index. History indexes are positions.
@@ -58,8 +58,8 @@ public:
     ePOIEngineContainer(const ePOIEngineContainer&) = default;
     ePOIEngineContainer& operator=(const ePOIEngineContainer&) = default;
 
-    // Whether the last successful LoadPOI found its file damaged. The load
-    // keeps every complete record all the same.
+    // Whether the last LoadPOI found its file damaged (false when it read no
+    // file). The load keeps every complete record all the same.
     bool LastLoadFoundDamage() const { return m_bLoadDamaged; }
     // Replaces the store's file by its backup (the same name + "bak") and
     // loads it. False, with nothing changed, when the backup is missing or
