@@ -5,6 +5,7 @@
 #include "Base/eArray.h"
 #include "Base/ePoiInfo.h"
 #include "Base/eString.h"
+#include "POIEngine/eFileSteps.h"
 
 namespace Kest {
 
@@ -14,6 +15,12 @@ namespace Kest {
 //   <path>History.poi   156-byte records (ePoiInfo + signed 32-bit frequency),
 //                       most frequent first
 // Each save first copies the previous file to the same name + "bak".
+//
+// Every file is replaced whole: written to a temporary file in the same
+// directory, flushed to disk and renamed over the old one, so that a crash at
+// any instant leaves the old or the new file. A save whose write or flush
+// fails leaves both old files as they were and returns false. A previous file
+// that is damaged (see InspectFile) is not copied over the backup.
 //
 // Callers see favourites newest first: a favourite's index is mapped to
 // position count - 1 - index. History indexes are positions.
@@ -51,6 +58,23 @@ public:
     ePOIEngineContainer(const ePOIEngineContainer&) = default;
     ePOIEngineContainer& operator=(const ePOIEngineContainer&) = default;
 
+    // Whether the last LoadPOI found its file damaged (false when it read no
+    // file). The load keeps every complete record all the same.
+    bool LastLoadFoundDamage() const { return m_bLoadDamaged; }
+    // Replaces the store's file by its backup (the same name + "bak") and
+    // loads it. False, with nothing changed, when the backup is missing or
+    // damaged or cannot be copied.
+    bool RestorePOI(ContainerType type);
+    // Reads a store file of the given type: its number of complete records
+    // (-1 when it cannot be read) and whether it is damaged: a length that is
+    // not a whole number of records, or a record that is not possible.
+    static int InspectFile(ContainerType type, const eString& file, bool& damaged);
+    // Whether a record can be one the store wrote: its name is zero-terminated
+    // or 64 bytes of GBK text, and its coordinates are finite.
+    static bool IsPossibleRecord(const ePoiInfo& info);
+    // The calls the files are written through (the system's by default).
+    void SetFileSteps(eFileSteps& steps) { m_pFileSteps = &steps; }
+
 private:
     int GetPoiInContainerByName(ContainerType type, const eString& name, ePoiInfo& info);
     bool UpDatePoiContainer(ContainerType type);
@@ -65,6 +89,8 @@ private:
     eArray<ePoiInfo> m_arContainerFavorite; // oldest first
     eArray<ePoiInfo> m_arContainerHistory;  // most frequent first
     eArray<int> m_arHistoryFrequency;       // parallel to m_arContainerHistory
+    bool m_bLoadDamaged = false;
+    eFileSteps* m_pFileSteps = &eFileSteps::System();
 };
 
 } // namespace Kest

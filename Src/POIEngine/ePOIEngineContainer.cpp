@@ -1,8 +1,11 @@
 #include "POIEngine/ePOIEngineContainer.h"
 
+#include <climits>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <string>
 
 #include "Base/Eassert.h"
 
@@ -53,6 +56,88 @@ bool ReadRecord(std::FILE* f, bool withFrequency, ePoiInfo& info, int& frequency
     if (withFrequency)
         std::memcpy(&frequency, raw + kRecordSize, 4);
     return true;
+}
+
+int RecordSize(ContainerType type)
+{
+    return type == CONTAINER_HISTORY ? kHistoryRecordSize : kRecordSize;
+}
+
+// The whole file, false when it cannot be opened or read.
+bool ReadAll(const eString& path, std::string& bytes)
+{
+    File f = OpenFile(path, "rb");
+    if (!f)
+        return false;
+    bytes.clear();
+    char block[4096];
+    std::size_t got;
+    while ((got = std::fread(block, 1, sizeof block, f.get())) > 0)
+        bytes.append(block, got);
+    return !std::ferror(f.get());
+}
+
+// A name the store can hold: zero-terminated, or 64 bytes of GBK text (a
+// search hit's full-length name, possibly cut after a lead byte).
+bool IsPossibleName(const char* name)
+{
+    constexpr std::size_t kSize = sizeof(ePoiInfo::szName);
+    if (std::memchr(name, 0, kSize))
+        return true;
+    for (std::size_t i = 0; i < kSize; ++i) {
+        const unsigned char c = static_cast<unsigned char>(name[i]);
+        if (c == 0xFF)
+            return false;
+        if (c >= 0x81) {
+            if (++i == kSize)
+                break;
+            const unsigned char t = static_cast<unsigned char>(name[i]);
+            if (t < 0x40 || t == 0x7F || t == 0xFF)
+                return false;
+        }
+    }
+    return true;
+}
+
+bool IsDamaged(ContainerType type, const std::string& bytes)
+{
+    const std::size_t size = static_cast<std::size_t>(RecordSize(type));
+    if (bytes.size() % size != 0)
+        return true;
+    for (std::size_t at = 0; at < bytes.size(); at += size) {
+        ePoiInfo info;
+        std::memcpy(&info, bytes.data() + at, kRecordSize);
+        if (!ePOIEngineContainer::IsPossibleRecord(info))
+            return true;
+    }
+    return false;
+}
+
+// The directory a file name lies in, for flushing a rename inside it.
+std::string DirectoryOf(const eString& path)
+{
+    const std::string p = path.Cstr();
+    const std::size_t slash = p.rfind('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : p.substr(0, slash);
+}
+
+// Writes `bytes` to a new temporary file beside `path`, flushed to disk and
+// closed. Its name, or "" when a step failed (nothing is left behind).
+std::string WriteTemp(eFileSteps& steps, const eString& path, const std::string& bytes)
+{
+    std::string name = std::string(path.Cstr()) + ".XXXXXX";
+    const int fd = steps.CreateTemp(&name[0]);
+    if (fd < 0)
+        return "";
+    bool ok = steps.Write(fd, bytes.data(), bytes.size()) && steps.Sync(fd);
+    ok = steps.Close(fd) && ok;
+    if (!ok) {
+        steps.Remove(name.c_str());
+        return "";
+    }
+    return name;
 }
 
 } // namespace
@@ -112,7 +197,8 @@ int ePOIEngineContainer::AddPOI(ContainerType type, const ePoiInfo& info)
         // entry stays where it is and the invariant check below reports it.)
         int j = i - 1;
         if (i < m_arHistoryFrequency.GetSize()) {
-            m_arHistoryFrequency[i] += 1;
+            if (m_arHistoryFrequency[i] < INT_MAX) // a use count saturates
+                m_arHistoryFrequency[i] += 1;
             for (; j >= 0 && m_arHistoryFrequency[j] <= m_arHistoryFrequency[j + 1]; --j) {
                 const int f = m_arHistoryFrequency[j];
                 m_arHistoryFrequency[j] = m_arHistoryFrequency[j + 1];
@@ -194,29 +280,51 @@ bool ePOIEngineContainer::SavePOI(ContainerType type)
         return false;
     if (type == CONTAINER_HISTORY && m_arContainerHistory.GetSize() != m_arHistoryFrequency.GetSize())
         return false;
-    const eString path = FilePath(type);
-    BackupFile(path, path + "bak"); // no file yet is fine
-
-    File f = OpenFile(path, "wb");
-    if (!f)
-        return false;
     const eArray<ePoiInfo>& store = *Store(type);
-    bool ok = true;
-    for (int i = 0; i < store.GetSize() && ok; ++i) {
-        ok = std::fwrite(&store[i], 1, kRecordSize, f.get()) == kRecordSize;
-        if (ok && type == CONTAINER_HISTORY)
-            ok = std::fwrite(&m_arHistoryFrequency[i], 1, 4, f.get()) == 4;
+    std::string content;
+    content.reserve(static_cast<std::size_t>(store.GetSize()) * static_cast<std::size_t>(RecordSize(type)));
+    for (int i = 0; i < store.GetSize(); ++i) {
+        content.append(reinterpret_cast<const char*>(&store[i]), kRecordSize);
+        if (type == CONTAINER_HISTORY)
+            content.append(reinterpret_cast<const char*>(&m_arHistoryFrequency[i]), 4);
     }
-    // A failed write (a full disk) is a failed save; the backup keeps the old file.
-    return std::fclose(f.release()) == 0 && ok;
+
+    // Both new files are complete on disk before either is renamed into
+    // place; a failure until then leaves the old files as they were. The
+    // previous file becomes the backup unless there is none or it is damaged
+    // (a good backup is worth more than a damaged copy).
+    const eString path = FilePath(type);
+    const eString bak = path + "bak";
+    eFileSteps& steps = *m_pFileSteps;
+    std::string previous;
+    const bool backUp = ReadAll(path, previous) && !IsDamaged(type, previous);
+    const std::string temp = WriteTemp(steps, path, content);
+    if (temp.empty())
+        return false;
+    std::string tempBak;
+    if (backUp) {
+        tempBak = WriteTemp(steps, bak, previous);
+        if (tempBak.empty() || !steps.Rename(tempBak.c_str(), bak.Cstr())) {
+            if (!tempBak.empty())
+                steps.Remove(tempBak.c_str());
+            steps.Remove(temp.c_str());
+            return false;
+        }
+    }
+    if (!steps.Rename(temp.c_str(), path.Cstr())) {
+        steps.Remove(temp.c_str());
+        return false;
+    }
+    return steps.SyncDirectory(DirectoryOf(path).c_str());
 }
 
 bool ePOIEngineContainer::LoadPOI(ContainerType type)
 {
+    m_bLoadDamaged = false;
     if (m_strDataPath.IsEmpty() || !IsValidType(type))
         return false;
-    File f = OpenFile(FilePath(type), "rb");
-    if (!f)
+    std::string bytes;
+    if (!ReadAll(FilePath(type), bytes))
         return false;
     eArray<ePoiInfo>& store = *Store(type);
     store.RemoveAll();
@@ -224,14 +332,46 @@ bool ePOIEngineContainer::LoadPOI(ContainerType type)
     // Deliberately whatever the type: loading favourites leaves history
     // without frequencies until history is loaded again.
     m_arHistoryFrequency.RemoveAll();
-    ePoiInfo info;
-    int frequency;
-    while (ReadRecord(f.get(), type == CONTAINER_HISTORY, info, frequency)) {
+    // Every complete record; a trailing partial one is not a record.
+    const std::size_t size = static_cast<std::size_t>(RecordSize(type));
+    for (std::size_t at = 0; at + size <= bytes.size(); at += size) {
+        ePoiInfo info;
+        std::memcpy(&info, bytes.data() + at, kRecordSize);
         store.Add(info);
-        if (type == CONTAINER_HISTORY)
+        if (type == CONTAINER_HISTORY) {
+            int frequency;
+            std::memcpy(&frequency, bytes.data() + at + kRecordSize, 4);
             m_arHistoryFrequency.Add(frequency);
+        }
     }
+    m_bLoadDamaged = IsDamaged(type, bytes);
     return true;
+}
+
+bool ePOIEngineContainer::RestorePOI(ContainerType type)
+{
+    if (m_strDataPath.IsEmpty() || !IsValidType(type))
+        return false;
+    const eString path = FilePath(type);
+    bool damaged = false;
+    if (InspectFile(type, path + "bak", damaged) < 0 || damaged || !BackupFile(path + "bak", path))
+        return false;
+    return LoadPOI(type);
+}
+
+bool ePOIEngineContainer::IsPossibleRecord(const ePoiInfo& info)
+{
+    return IsPossibleName(info.szName) && std::isfinite(info.dX) && std::isfinite(info.dY);
+}
+
+int ePOIEngineContainer::InspectFile(ContainerType type, const eString& file, bool& damaged)
+{
+    damaged = false;
+    std::string bytes;
+    if (!IsValidType(type) || !ReadAll(file, bytes))
+        return -1;
+    damaged = IsDamaged(type, bytes);
+    return static_cast<int>(bytes.size() / static_cast<std::size_t>(RecordSize(type)));
 }
 
 int ePOIEngineContainer::GetPOICount(ContainerType type)
@@ -284,25 +424,21 @@ bool ePOIEngineContainer::UpDatePoiContainer(ContainerType type)
     return true;
 }
 
+// Copies a file whole: the copy replaces `to` in one step.
 bool ePOIEngineContainer::BackupFile(const eString& from, const eString& to)
 {
-    if (from.IsEmpty() || to.IsEmpty())
+    std::string bytes;
+    if (from.IsEmpty() || to.IsEmpty() || !ReadAll(from, bytes))
         return false;
-    File in = OpenFile(from, "rb");
-    if (!in)
+    eFileSteps& steps = *m_pFileSteps;
+    const std::string temp = WriteTemp(steps, to, bytes);
+    if (temp.empty())
         return false;
-    File out = OpenFile(to, "wb");
-    if (!out)
+    if (!steps.Rename(temp.c_str(), to.Cstr())) {
+        steps.Remove(temp.c_str());
         return false;
-    unsigned char block[512];
-    for (;;) {
-        const std::size_t got = std::fread(block, 1, sizeof block, in.get());
-        if (got == 0)
-            break;
-        if (std::fwrite(block, 1, got, out.get()) != got)
-            return false;
     }
-    return std::fclose(out.release()) == 0;
+    return steps.SyncDirectory(DirectoryOf(to).c_str());
 }
 
 } // namespace Kest

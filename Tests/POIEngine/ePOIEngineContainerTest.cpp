@@ -2,12 +2,20 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
+#include <map>
+#include <set>
 #include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 #include "Support/AssertRecorder.h"
@@ -183,29 +191,6 @@ TEST_F(ePOIEngineContainerTest, StoreFilesRoundTripByteForByte)
     EXPECT_EQ(his, Bytes(dir / "History.poibak"));
 }
 
-TEST_F(ePOIEngineContainerTest, TruncatedOrGarbageFilesLoadTheirCompleteRecords)
-{
-    std::string fav(152 * 2 + 100, '\0');
-    for (std::size_t i = 0; i < fav.size(); ++i)
-        fav[i] = static_cast<char>(i * 31 + 7); // garbage, unterminated names
-    WriteBytes(dir / "Favorite.poi", fav);
-    ASSERT_TRUE(store.LoadPOI(CONTAINER_FAVORITE));
-    EXPECT_EQ(2, store.GetPOICount(CONTAINER_FAVORITE));
-    ePoiInfo out;
-    ASSERT_TRUE(store.GetPOIInfo(CONTAINER_FAVORITE, 1, out));
-    EXPECT_EQ(0, std::memcmp(&out, fav.data(), 152));
-
-    WriteBytes(dir / "History.poi", std::string(155, 'h'));
-    ASSERT_TRUE(store.LoadPOI(CONTAINER_HISTORY));
-    EXPECT_EQ(0, store.GetPOICount(CONTAINER_HISTORY));
-    // Garbage names still look up and move without reading past a record.
-    WriteBytes(dir / "History.poi", fav + fav);
-    ASSERT_TRUE(store.LoadPOI(CONTAINER_HISTORY));
-    ePoiInfo probe;
-    std::memcpy(&probe, fav.data() + 156, 152);
-    EXPECT_GE(store.AddPOI(CONTAINER_HISTORY, probe), 0);
-}
-
 TEST_F(ePOIEngineContainerTest, LoadingFavouritesClearsHistoryFrequencies)
 {
     KestTest::AssertRecorder rec;
@@ -314,4 +299,256 @@ TEST_F(ePOIEngineContainerTest, AppendPOIAddsThroughTheVirtualTableAndRebuildsFr
     target.adds = 0;
     ASSERT_TRUE(target.AppendPOI(CONTAINER_HISTORY, other.string().c_str()));
     EXPECT_EQ(2, target.adds);
+}
+
+// ---- Crash safety -------------------------------------------------------
+
+namespace {
+
+// File steps that stop at the n-th step (counted from 1): either the step
+// fails (a full disk, an I/O error) or the process is killed there, a write
+// being cut halfway. At a kill, what was written but not yet flushed is lost
+// too, as in a power loss.
+class FaultySteps : public eFileSteps {
+public:
+    enum Mode { kFail, kKill };
+    FaultySteps(Mode mode, int at) : m_mode(mode), m_at(at) {}
+
+    int CreateTemp(char* pattern) override
+    {
+        if (Cut("create"))
+            return -1;
+        const int fd = eFileSteps::CreateTemp(pattern);
+        m_names[fd] = pattern;
+        return fd;
+    }
+    bool Write(int fd, const void* data, std::size_t size) override
+    {
+        m_unflushed.insert(m_names[fd]);
+        if (m_mode == kKill && m_step + 1 == m_at)
+            eFileSteps::Write(fd, data, size / 2);
+        return !Cut("write") && eFileSteps::Write(fd, data, size);
+    }
+    bool Sync(int fd) override
+    {
+        if (Cut("flush"))
+            return false;
+        m_unflushed.erase(m_names[fd]);
+        return eFileSteps::Sync(fd);
+    }
+    bool Close(int fd) override { return !Cut("close") && eFileSteps::Close(fd); }
+    bool Rename(const char* from, const char* to) override
+    {
+        if (Cut("rename"))
+            return false;
+        if (m_unflushed.erase(from))
+            m_unflushed.insert(to);
+        return eFileSteps::Rename(from, to);
+    }
+    bool SyncDirectory(const char* directory) override
+    {
+        return !Cut("directory flush") && eFileSteps::SyncDirectory(directory);
+    }
+
+    bool Fired() const { return m_step >= m_at; }
+    int Steps() const { return m_step; }
+    std::string CutStep() const { return m_cut; }
+
+private:
+    bool Cut(const char* step)
+    {
+        if (++m_step != m_at)
+            return false;
+        m_cut = step;
+        if (m_mode == kKill) {
+            for (const std::string& name : m_unflushed)
+                truncate(name.c_str(), 0);
+            raise(SIGKILL);
+        }
+        return true;
+    }
+
+    Mode m_mode;
+    int m_at;
+    int m_step = 0;
+    std::string m_cut;
+    std::map<int, std::string> m_names;
+    std::set<std::string> m_unflushed;
+};
+
+// The saved state of one store: file and backup, byte for byte.
+struct Files {
+    std::string main, bak;
+    bool operator==(const Files& o) const { return main == o.main && bak == o.bak; }
+};
+
+// Records whether the saves that a change made succeeded.
+class SaveRecorder : public ePOIEngineContainer {
+public:
+    bool SavePOI(ContainerType type) override { return (saved = ePOIEngineContainer::SavePOI(type)); }
+    bool saved = false;
+};
+
+} // namespace
+
+TEST_F(ePOIEngineContainerTest, EveryCutOfASaveLeavesTheOldOrTheNewFiles)
+{
+    struct Change {
+        const char* what;
+        ContainerType type;
+        std::function<void(ePOIEngineContainer&)> apply;
+    };
+    const std::vector<Change> changes = {
+        {"add favourite", CONTAINER_FAVORITE, [](ePOIEngineContainer& s) { s.AddPOI(CONTAINER_FAVORITE, Poi("new")); }},
+        {"remove favourite", CONTAINER_FAVORITE, [](ePOIEngineContainer& s) { s.RemovePOI(CONTAINER_FAVORITE, 1); }},
+        {"add history", CONTAINER_HISTORY, [](ePOIEngineContainer& s) { s.AddPOI(CONTAINER_HISTORY, Poi("new")); }},
+        {"clear history", CONTAINER_HISTORY, [](ePOIEngineContainer& s) { s.RemoveAllPOI(CONTAINER_HISTORY); }},
+        {"restore favourites", CONTAINER_FAVORITE, [](ePOIEngineContainer& s) { s.RestorePOI(CONTAINER_FAVORITE); }},
+    };
+    const std::string prefix = dir.string() + "/";
+    int kills = 0, failures = 0;
+    for (const Change& change : changes) {
+        const fs::path main = dir / (change.type == CONTAINER_FAVORITE ? "Favorite.poi" : "History.poi");
+        const auto Read = [&] { return Files{Bytes(main), Bytes(main.string() + "bak")}; };
+        // Before: three entries saved, the backup one change older.
+        fs::remove_all(dir);
+        fs::create_directory(dir);
+        ePOIEngineContainer setup;
+        setup.SetDataPath(prefix.c_str());
+        for (const char* name : {"a", "b", "c"})
+            setup.AddPOI(change.type, Poi(name));
+        const Files before = Read();
+        // After: the change made without faults, counting its steps.
+        FaultySteps counter(FaultySteps::kFail, INT_MAX);
+        setup.SetFileSteps(counter);
+        change.apply(setup);
+        const Files after = Read();
+        ASSERT_NE(before.main, after.main) << change.what;
+
+        for (const FaultySteps::Mode mode : {FaultySteps::kKill, FaultySteps::kFail}) {
+            for (int at = 1;; ++at) {
+                std::ofstream(main, std::ios::binary) << before.main;
+                std::ofstream(main.string() + "bak", std::ios::binary) << before.bak;
+                FaultySteps steps(mode, at);
+                SaveRecorder victim;
+                victim.SetDataPath(prefix.c_str());
+                victim.SetFileSteps(steps);
+                ASSERT_TRUE(victim.LoadPOI(change.type));
+                bool fired = false;
+                if (mode == FaultySteps::kKill) {
+                    const pid_t child = fork();
+                    if (child == 0) {
+                        change.apply(victim);
+                        _exit(0);
+                    }
+                    int status = 0;
+                    waitpid(child, &status, 0);
+                    fired = WIFSIGNALED(status);
+                    kills += fired;
+                } else {
+                    change.apply(victim);
+                    fired = steps.Fired();
+                    failures += fired;
+                    // A failed write or flush fails the save and leaves both
+                    // old files. A failed rename leaves the old store file
+                    // (the backup may already hold it too); a failed
+                    // directory flush comes after the renames.
+                    if (fired) {
+                        const std::string step = steps.CutStep();
+                        EXPECT_FALSE(victim.saved) << change.what << ", " << step;
+                        if (step == "rename") {
+                            EXPECT_EQ(before.main, Read().main) << change.what << ", failed rename";
+                        } else if (step != "directory flush") {
+                            EXPECT_EQ(before, Read()) << change.what << ", failed " << step;
+                        }
+                    }
+                }
+                const Files now = Read();
+                EXPECT_TRUE(now.main == before.main || now.main == after.main) << change.what << ", cut " << at;
+                EXPECT_TRUE(now.bak == before.bak || now.bak == before.main) << change.what << ", cut " << at;
+                if (!fired)
+                    break; // the change completed before step `at`
+            }
+        }
+    }
+    RecordProperty("kills", kills);
+    RecordProperty("failed_steps", failures);
+    EXPECT_GE(kills, 40); // five changes of about ten steps each
+    EXPECT_EQ(kills, failures);
+}
+
+TEST_F(ePOIEngineContainerTest, DamagedFileIsReportedKeptFromTheBackupAndRestored)
+{
+    const auto Record = [](ePoiInfo info, int frequency) {
+        std::string r(reinterpret_cast<const char*>(&info), 152);
+        return frequency ? r + std::string(reinterpret_cast<const char*>(&frequency), 4) : r;
+    };
+    ePoiInfo gbk64 = Poi(""), cutGbk = Poi(""), notGbk = Poi(""), nan = Poi("nan"), inf = Poi("inf");
+    for (int i = 0; i < 64; i += 2)
+        std::memcpy(gbk64.szName + i, "\xB1\xB1", 2); // 32 characters, no terminator
+    std::memset(cutGbk.szName, 'a', 63);
+    cutGbk.szName[63] = '\xB1'; // a long name cut after a lead byte
+    std::memset(notGbk.szName, '\xFF', 64);
+    nan.dY = std::nan("");
+    inf.dX = -HUGE_VAL;
+    const struct {
+        const char* what;
+        ContainerType type;
+        std::string tail; // behind two good records
+        bool damaged;
+    } cases[] = {
+        {"whole records", CONTAINER_FAVORITE, "", false},
+        {"64 bytes of GBK", CONTAINER_FAVORITE, Record(gbk64, 0) + Record(cutGbk, 0), false},
+        {"partial record", CONTAINER_FAVORITE, std::string(100, 'x'), true},
+        {"name not terminated", CONTAINER_FAVORITE, Record(notGbk, 0), true},
+        {"latitude NaN", CONTAINER_FAVORITE, Record(nan, 0), true},
+        {"longitude infinite", CONTAINER_FAVORITE, Record(inf, 0), true},
+        {"history whole", CONTAINER_HISTORY, Record(Poi("h"), INT_MAX), false},
+        {"history name not terminated", CONTAINER_HISTORY, Record(Poi("h"), 2) + Record(notGbk, 1), true},
+        {"history cut", CONTAINER_HISTORY, Record(Poi("h"), 1).substr(0, 155), true},
+    };
+    for (const auto& c : cases) {
+        const fs::path main = dir / (c.type == CONTAINER_FAVORITE ? "Favorite.poi" : "History.poi");
+        const std::string bak = main.string() + "bak";
+        const int f = c.type == CONTAINER_HISTORY ? 1 : 0;
+        const std::string good = Record(Poi("a"), f) + Record(Poi("b"), f) + Record(Poi("c"), f);
+        WriteBytes(bak, good);
+        WriteBytes(main, good.substr(0, good.size() / 3 * 2) + c.tail);
+        const int complete = static_cast<int>(fs::file_size(main) / (152 + 4 * f));
+
+        ASSERT_TRUE(store.LoadPOI(c.type)) << c.what;
+        EXPECT_EQ(c.damaged, store.LastLoadFoundDamage()) << c.what;
+        EXPECT_EQ(complete, store.GetPOICount(c.type)) << c.what; // loaded all the same
+        bool damaged = !c.damaged;
+        EXPECT_EQ(complete, ePOIEngineContainer::InspectFile(c.type, main.c_str(), damaged)) << c.what;
+        EXPECT_EQ(c.damaged, damaged) << c.what;
+
+        // A change saves the complete records; a damaged file is not copied
+        // over the backup, a sound one is.
+        const std::string loaded = Bytes(main).substr(0, static_cast<std::size_t>(complete) * (152 + 4 * f));
+        ASSERT_TRUE(store.ModifyPOI(c.type, 0, Poi("changed")));
+        EXPECT_EQ(c.damaged ? good : loaded, Bytes(bak)) << c.what;
+        // Restoring brings the backup back, in the file and in memory.
+        ASSERT_TRUE(store.RestorePOI(c.type)) << c.what;
+        EXPECT_EQ(Bytes(bak), Bytes(main)) << c.what;
+        EXPECT_EQ(c.damaged ? 3 : complete, store.GetPOICount(c.type)) << c.what;
+    }
+    // Nothing to restore from: no backup, or a damaged one.
+    fs::remove(dir / "Favorite.poibak");
+    EXPECT_FALSE(store.RestorePOI(CONTAINER_FAVORITE));
+    WriteBytes(dir / "Favorite.poibak", std::string(151, 'x'));
+    EXPECT_FALSE(store.RestorePOI(CONTAINER_FAVORITE));
+    EXPECT_EQ(3, store.GetPOICount(CONTAINER_FAVORITE));
+}
+
+TEST_F(ePOIEngineContainerTest, UseCountSaturatesAtTheLargestInteger)
+{
+    ePoiInfo info = Poi("often");
+    int most = INT_MAX;
+    WriteBytes(dir / "History.poi", std::string(reinterpret_cast<const char*>(&info), 152) +
+                                        std::string(reinterpret_cast<const char*>(&most), 4));
+    ASSERT_TRUE(store.LoadPOI(CONTAINER_HISTORY));
+    EXPECT_EQ(0, store.AddPOI(CONTAINER_HISTORY, info));
+    ASSERT_TRUE(store.SavePOI(CONTAINER_HISTORY));
+    EXPECT_EQ((std::vector<int>{INT_MAX}), FileFrequencies());
 }

@@ -4,9 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -15,6 +19,7 @@
 #include "Compiler/DataCompiler.h"
 #include "Compiler/GbkCodec.h"
 #include "DataSetList.h"
+#include "DirectoryLock.h"
 #include "HitText.h"
 #include "POIEngine/PinyinHelpers.h"
 #include "SearchCommand.h"
@@ -82,6 +87,8 @@ TEST(HitText, JsonEscapesQuotesBackslashesAndControlsOnly)
     EXPECT_EQ(HitText::JsonString("a\"b\\c\n\t\x01\x7f 北京"), "\"a\\\"b\\\\c\\n\\t\\u0001\\u007f 北京\"");
     EXPECT_EQ(HitText("引\"号", 116.5, 39.25, "", 7).Json(),
               "{\"name\":\"引\\\"号\",\"lon\":116.500000,\"lat\":39.250000,\"address\":\"\",\"code\":7}");
+    EXPECT_EQ(HitText("n", std::nan(""), -HUGE_VAL, "", 0).Json(),
+              "{\"name\":\"n\",\"lon\":null,\"lat\":null,\"address\":\"\",\"code\":0}");
     EXPECT_EQ(HitText::DisplayWidth("ab北京１"), 8u); // the full-width digit is wide too
 }
 
@@ -220,6 +227,112 @@ TEST_F(PoiCommand, StoreKeepsFavouritesAndHistoryAcrossRuns)
         EXPECT_EQ(Store(args).status, 2) << args[0] << " " << args[1] << " " << args.back();
     }
     EXPECT_EQ(Invoke<StoreCommand>({"--data", store.Path("missing"), "fav", "list"}).status, 1);
+}
+
+// Runs `poi store --data DIR ARGS` in a child process; its exit status.
+pid_t StoreInChild(const std::string& dir, std::vector<std::string> args, long fileSizeLimit = -1)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        if (fileSizeLimit >= 0) {
+            const rlimit limit{static_cast<rlim_t>(fileSizeLimit), static_cast<rlim_t>(fileSizeLimit)};
+            setrlimit(RLIMIT_FSIZE, &limit);
+        }
+        args.insert(args.begin(), {"--data", dir});
+        std::ostringstream out, err;
+        _exit(StoreCommand(out, err).Run(args));
+    }
+    return child;
+}
+
+int ExitStatus(pid_t child)
+{
+    int status = -1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+TEST(PoiStore, ConcurrentWritersTakeTurnsAndAFullDiskChangesNothing)
+{
+    TempDir store;
+    const std::string dir = store.Path("");
+    std::vector<pid_t> writers;
+    for (int i = 0; i < 20; ++i)
+        writers.push_back(StoreInChild(dir, {"fav", "add", "n" + std::to_string(i), "1", "2"}));
+    for (const pid_t writer : writers)
+        EXPECT_EQ(ExitStatus(writer), 0);
+    const auto Entries = [&] { return Invoke<StoreCommand>({"--data", dir, "fav", "list", "--json"}).lines.size(); };
+    EXPECT_EQ(Entries(), 20u);
+
+    // Past the file-size limit the save fails: exit 1, both files as they were.
+    const auto size = std::filesystem::file_size(dir + "Favorite.poi");
+    EXPECT_EQ(ExitStatus(StoreInChild(dir, {"fav", "add", "x", "1", "2"}, static_cast<long>(size) + 100)), 1);
+    EXPECT_EQ(ExitStatus(StoreInChild(dir, {"fav", "remove", "0"}, 100)), 1);
+    EXPECT_EQ(Entries(), 20u);
+    EXPECT_EQ(std::filesystem::file_size(dir + "Favorite.poibak"), size - 152);
+
+    // A run that cannot get the directory in time says so.
+    DirectoryLock held;
+    ASSERT_EQ(held.Acquire(dir + StoreCommand::kLockFile, true, std::chrono::milliseconds(0)),
+              DirectoryLock::Result::kLocked);
+    std::ostringstream out, err;
+    StoreCommand busy(out, err);
+    busy.SetLockWait(std::chrono::milliseconds(20));
+    EXPECT_EQ(busy.Run({"--data", dir, "fav", "add", "x", "1", "2"}), 1);
+    EXPECT_EQ(err.str(), "poi store: " + dir + " is busy: another poi store kept it locked for 20 ms; try again\n");
+}
+
+TEST(PoiStore, DamagedStoreIsReportedAndRestoredFromTheBackup)
+{
+    TempDir store;
+    const std::string dir = store.Path("");
+    const auto Store = [&](std::vector<std::string> args) {
+        args.insert(args.begin(), {"--data", dir, "fav"});
+        return Invoke<StoreCommand>(args);
+    };
+    for (const char* name : {"a", "b", "c", "d"})
+        ASSERT_EQ(Store({"add", name, "1", "2"}).status, 0);
+    const std::string main = dir + "Favorite.poi";
+    // A record of random bytes (a NaN longitude among them) behind the three
+    // good records of the backup; the list says so and prints valid JSON.
+    std::filesystem::resize_file(main, 3 * 152);
+    std::string garbage(152, '\xFF');
+    std::ofstream(main, std::ios::app | std::ios::binary) << garbage;
+    Result r = Store({"list", "--json"});
+    EXPECT_EQ(r.status, 1);
+    ASSERT_EQ(r.lines.size(), 4u);
+    EXPECT_NE(r.lines[0].find("\"lon\":null,\"lat\":null"), std::string::npos) << r.lines[0];
+    EXPECT_EQ(r.err, "poi store: " + main + " is damaged; 4 entries could be read; 'poi store --data " + dir +
+                         " fav restore' brings back the 3 entries of " + main + "bak\n");
+    // With a backup at hand, a change waits for the user's choice.
+    EXPECT_EQ(Store({"add", "e", "1", "2"}).status, 1);
+    EXPECT_EQ(Store({"restore"}).lines, std::vector<std::string>{"favourites: restored 3 entries from " + main + "bak"});
+    r = Store({"list", "--json"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.lines.size(), 3u);
+
+    // Temporary files that a killed run left go with the next change.
+    const std::string stray = main + ".a1B2c3", fresh = main + "bak.x9Y8z7", other = main + ".mine";
+    for (const std::string& f : {stray, fresh, other})
+        std::ofstream(f) << "x";
+    std::filesystem::last_write_time(stray, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    EXPECT_EQ(Store({"add", "e", "1", "2"}).status, 0);
+    EXPECT_FALSE(std::filesystem::exists(stray));
+    EXPECT_TRUE(std::filesystem::exists(fresh)); // perhaps being written now
+    EXPECT_TRUE(std::filesystem::exists(other));
+
+    // Without a usable backup there is nothing to restore; a change keeps
+    // what could be read.
+    std::filesystem::remove(main + "bak");
+    EXPECT_EQ(Store({"restore"}).status, 1);
+    std::filesystem::resize_file(main, 2 * 152);
+    std::ofstream(main, std::ios::app | std::ios::binary) << garbage << "cut";
+    r = Store({"add", "f", "1", "2"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_NE(r.err.find("dropped entry 0 of favourites"), std::string::npos) << r.err;
+    r = Store({"list", "--json"});
+    EXPECT_EQ(r.status, 0) << r.err; // sound again
+    EXPECT_EQ(r.lines.size(), 3u);
 }
 
 TEST_F(PoiCommand, TextSearchAndItsRefinement)

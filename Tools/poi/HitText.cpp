@@ -1,6 +1,7 @@
 #include "HitText.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -43,7 +44,9 @@ HitText::HitText(std::string name, double lon, double lat, std::string address, 
 
 std::string HitText::Json() const
 {
-    return "{\"name\":" + JsonString(m_name) + ",\"lon\":" + Degrees(m_lon) + ",\"lat\":" + Degrees(m_lat) +
+    // JSON has no NaN or infinity: a coordinate that is not finite is null.
+    const auto number = [](double value) { return std::isfinite(value) ? Degrees(value) : std::string("null"); };
+    return "{\"name\":" + JsonString(m_name) + ",\"lon\":" + number(m_lon) + ",\"lat\":" + number(m_lat) +
            ",\"address\":" + JsonString(m_address) + ",\"code\":" + std::to_string(m_code) + "}";
 }
 

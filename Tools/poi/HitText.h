@@ -18,7 +18,8 @@ public:
     explicit HitText(const ePoiInfo& info);
     HitText(std::string name, double lon, double lat, std::string address, unsigned code);
 
-    // {"name":"…","lon":116.397428,"lat":39.903741,"address":"…","code":1050}
+    // {"name":"…","lon":116.397428,"lat":39.903741,"address":"…","code":1050};
+    // a coordinate that is not finite is null.
     std::string Json() const;
     // A table of hits with a header row, numbered from `firstNumber`; columns
     // are padded to the width the text takes on a terminal.

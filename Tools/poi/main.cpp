@@ -27,7 +27,7 @@ const char kUsage[] =
     "commands:\n"
     "  build    compile source data (UTF-8 CSV, GeoJSON) into a data directory\n"
     "  search   search a data directory: poi search --data DIR initial INITIALS\n"
-    "  store    favourites and history: poi store --data DIR fav|history add|list|remove|clear\n"
+    "  store    favourites and history: poi store --data DIR fav|history add|list|remove|clear|restore\n"
     "  demo     build the bundled sample once and tour search and store on it\n"
     "  help     show this text\n"
     "\n"
