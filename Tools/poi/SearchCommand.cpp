@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "Compiler/GbkCodec.h"
+#include "Compiler/Manifest.h"
 #include "CommandArgs.h"
 #include "DataSetList.h"
 #include "HitText.h"
@@ -50,6 +51,16 @@ int SearchCommand::Fail(int status, const std::string& message)
 {
     m_err << "poi search: " << message << "\n";
     return status;
+}
+
+int SearchCommand::Damaged(const ePOIEngineManager& engine, const std::string& dir)
+{
+    const eString damage = engine.GetLastDamage();
+    if (damage.IsEmpty())
+        return 0;
+    return Fail(1, dir + "/" + damage.Cstr() +
+                       " is damaged (it fails its checksum); no answer is given (see poi check, then rebuild with poi "
+                       "build)");
 }
 
 int SearchCommand::Run(const std::vector<std::string>& args)
@@ -105,6 +116,12 @@ int SearchCommand::Run(const std::vector<std::string>& args)
     std::error_code ec;
     if (!fs::is_regular_file(dir + "/POI/datasets.txt", ec) || !fs::is_regular_file(dir + "/POI/1.ndf", ec))
         return Fail(1, dir + " is not a data directory (build one with: poi build SRC " + dir + ")");
+    // The small unpaged files carry no checksum of their own: the manifest's
+    // proves them before they are used.
+    Manifest manifest;
+    if (!manifest.Load(dir, error) || !manifest.Verify(dir, "POI/datasets.txt", error) ||
+        (text && !manifest.Verify(dir, "POI/CoreDict.dct", error)))
+        return Fail(1, error + "; no answer is given (see poi check, then rebuild with poi build)");
     DataSetList sets;
     if (!sets.Load(dir + "/POI/datasets.txt", error))
         return Fail(1, error + " (rebuild the directory with poi build)");
@@ -135,7 +152,7 @@ int SearchCommand::Run(const std::vector<std::string>& args)
     char* next = nullptr;
     int nextCount = 0;
     if (!engine.QueryByInitial(3, set.number, keys[0].c_str(), keys[1].c_str(), keys[2].c_str(), next, nextCount))
-        return Fail(1, "the index of data set " + std::to_string(set.number) + " (" + set.province + ") in " + dir +
+        return Damaged(engine, dir) ? 1 : Fail(1, "the index of data set " + std::to_string(set.number) + " (" + set.province + ") in " + dir +
                            "/POI/ cannot be read (rebuild with poi build)");
     // One byte per next key: a key that starts with a Chinese character
     // (a name whose first character has no pinyin initial) shows as '?'.
@@ -151,10 +168,10 @@ int SearchCommand::Run(const std::vector<std::string>& args)
         // The refinement filters the hits loaded so far: load every hit first
         // (the engine fetches up to the index asked for).
         if (total > 0 && !engine.GetPOIInfo(0, total - 1, info))
-            return Fail(1, "hit " + std::to_string(total) + " of " + std::to_string(total) +
+            return Damaged(engine, dir) ? 1 : Fail(1, "hit " + std::to_string(total) + " of " + std::to_string(total) +
                                " cannot be read (the data directory may be damaged)");
         if (!engine.QueryFromPreByInitial(keys[3].c_str()))
-            return Fail(1, "the refinement by '" + texts[3].second + "' failed");
+            return Damaged(engine, dir) ? 1 : Fail(1, "the refinement by '" + texts[3].second + "' failed");
         // The count still answers the index's total; the refined hits end
         // where reading fails, since the index has nothing left to page in.
         listed = 0;
@@ -167,12 +184,14 @@ int SearchCommand::Run(const std::vector<std::string>& args)
     } else {
         for (long long i = offset; i < total && i < offset + limit; ++i) {
             if (!engine.GetPOIInfo(0, static_cast<int>(i), info = ePoiInfo{}))
-                return Fail(1, "hit " + std::to_string(i + 1) + " of " + std::to_string(total) +
+                return Damaged(engine, dir) ? 1 : Fail(1, "hit " + std::to_string(i + 1) + " of " + std::to_string(total) +
                                    " cannot be read (the data directory may be damaged)");
             hits.emplace_back(info);
         }
     }
 
+    if (Damaged(engine, dir))
+        return 1;
     if (json) {
         m_out << "{\"next\":" << HitText::JsonString(nextLetters) << ",\"count\":" << total;
         if (refine)
@@ -202,13 +221,13 @@ int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, co
                            bool json)
 {
     if (!engine.QueryByFullText(3, set.number, keys[0].c_str(), keys[1].c_str(), keys[2].c_str()))
-        return Fail(1, "the text index of data set " + std::to_string(set.number) + " (" + set.province + ") in " +
+        return Damaged(engine, dir) ? 1 : Fail(1, "the text index of data set " + std::to_string(set.number) + " (" + set.province + ") in " +
                            dir + "/POI/ cannot be read, or the province or city is not in it");
     const int total = engine.GetPOICount(0);
     int listed = total;
     if (refine != nullptr) {
         if (!engine.QueryFromPreByFullText(keys[3].c_str()))
-            return Fail(1, "the refinement by '" + *refine + "' failed");
+            return Damaged(engine, dir) ? 1 : Fail(1, "the refinement by '" + *refine + "' failed");
         listed = engine.GetPOICount(0); // the text search counts what the record set holds
     }
     std::vector<HitText> hits;
@@ -216,10 +235,12 @@ int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, co
     for (long long i = offset; i < listed && i < offset + limit; ++i) {
         // The engine copies a name without its zero: clear the record first.
         if (!engine.GetPOIInfo(0, static_cast<int>(i), info = ePoiInfo{}))
-            return Fail(1, "hit " + std::to_string(i + 1) + " of " + std::to_string(listed) +
+            return Damaged(engine, dir) ? 1 : Fail(1, "hit " + std::to_string(i + 1) + " of " + std::to_string(listed) +
                                " cannot be read (the data directory may be damaged)");
         hits.emplace_back(info);
     }
+    if (Damaged(engine, dir))
+        return 1;
     if (json) {
         m_out << "{\"count\":" << total;
         if (refine != nullptr)

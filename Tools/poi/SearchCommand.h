@@ -24,6 +24,9 @@ public:
 
 private:
     int Fail(int status, const std::string& message);
+    // 1 with one line naming the damaged file (and page) when the search met
+    // damage in DIR; 0 when it met none.
+    int Damaged(const ePOIEngineManager& engine, const std::string& dir);
     // The text search: keys are province, city, text and the refinement, in GBK.
     int RunText(ePOIEngineManager& engine, const std::string& dir, const DataSetList::DataSet& set,
                 const std::string keys[4], const std::string* refine, long long offset, long long limit, bool json);
