@@ -86,8 +86,10 @@ public:
 
     // ---- Damage (beside the searches; their results are unchanged) ----
     // The first file or page of the data directory that failed its check
-    // since the last search began, named below the data path ("POI/12.ndf
-    // page 7", "POI/AdminIndex.ndf"); empty when none did. A search or a
+    // since the last search began (QueryByInitial, QueryByFullText; a
+    // refinement filters that search's hits and so keeps its damage), named
+    // below the data path ("POI/12.ndf page 7", "POI/AdminIndex.ndf");
+    // empty when none did. A search or a
     // record read that met damage may have answered with fewer hits, no
     // hits or an empty area name instead of failing: a caller that must
     // not show such an answer asks here after reading what it shows.
@@ -111,7 +113,7 @@ protected:
     // Reads the header of "<directory><fileNumber>.ndf" into `index` unless
     // that file is the one it already reads.
     int OpenIndex(eNdfIndex& index, const eString& directory, int fileNumber);
-    // Forgets the damage found before this search (see GetLastDamage).
+    // Forgets the damage found before a new search (see GetLastDamage).
     void BeginSearch();
     // A refinement's result: the record set over the kept hits, one each.
     void KeepHits(const eArray<ueglobal_addr_t>& kept);

@@ -343,7 +343,6 @@ bool ePOIEngineManager::QueryByInitial(int nKeyCount, int nCity, const char* szK
 
 bool ePOIEngineManager::QueryFromPreByInitial(const char* szText)
 {
-    BeginSearch();
     if (m_pRecordset == nullptr)
         return false;
     const char* text = szText != nullptr ? szText : "";
@@ -437,7 +436,6 @@ bool ePOIEngineManager::QueryByFullText(int nKeyCount, int nCity, const char* sz
 
 bool ePOIEngineManager::QueryFromPreByFullText(const char* szText)
 {
-    BeginSearch();
     if (m_pRecordset == nullptr)
         return false;
     eString text(szText != nullptr ? szText : "");
