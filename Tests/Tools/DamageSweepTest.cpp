@@ -13,6 +13,7 @@
 
 #include "CheckCommand.h"
 #include "Compiler/Manifest.h"
+#include "POIEngine/ePOIEngineManager.h"
 #include "SearchCommand.h"
 #include "Support/CompiledSample.h"
 
@@ -127,6 +128,52 @@ TEST(DamageSweep, EverySearchAnswersAsOnCleanDataOrNamesTheDamage)
               << " named the damage, " << searched - named - differed << " gave the clean answer, " << differed
               << " differed; poi check ran on " << checked << " flips\n";
     EXPECT_EQ(Invoke<CheckCommand>({dir}).status, 0) << "the flips were not undone";
+}
+
+// The engine's own report, beside its unchanged answers: the damage of a
+// search stays until the next search begins, a refinement keeps it.
+TEST(DamageSweep, TheEngineNamesTheDamageOfTheLastSearch)
+{
+    TempDir temp;
+    const std::string dir = temp.Path("data");
+    std::filesystem::copy(CompiledSample::Get().Root(), dir, std::filesystem::copy_options::recursive);
+    const int set = CompiledSample::Get().DataSets().begin()->first;
+    ePOIEngineManager engine;
+    engine.SetPoiPath(dir.c_str());
+    char* next = nullptr;
+    int count = 0;
+    ASSERT_TRUE(engine.QueryByInitial(3, set, "*", "*", "B", next, count));
+    ePoiInfo info{};
+    ASSERT_TRUE(engine.GetPOIInfo(0, 0, info));
+    EXPECT_STREQ("", engine.GetLastDamage().Cstr());
+
+    // The area index: the hit still reads, with no area name.
+    Flip(dir + "/POI/AdminIndex.ndf", 40, 0x08);
+    ePOIEngineManager fresh;
+    fresh.SetPoiPath(dir.c_str());
+    ASSERT_TRUE(fresh.QueryByInitial(3, set, "*", "*", "B", next, count));
+    ASSERT_TRUE(fresh.GetPOIInfo(0, 0, info = ePoiInfo{}));
+    EXPECT_STREQ("", info.szAddress);
+    EXPECT_STREQ("POI/AdminIndex.ndf", fresh.GetLastDamage().Cstr());
+    Flip(dir + "/POI/AdminIndex.ndf", 40, 0x08);
+
+    // Every page of the initial index: the search meets one of them.
+    const std::string index = dir + "/POI/" + std::to_string(set + 100) + ".ndf";
+    const std::vector<unsigned char> clean = TempDir::Read(index);
+    std::vector<unsigned char> bad = clean;
+    for (std::size_t at = 64; at + 64 < bad.size(); at += 512)
+        bad[at] ^= 0x20;
+    TempDir::Write(index, bad);
+    ePOIEngineManager damaged;
+    damaged.SetPoiPath(dir.c_str());
+    damaged.QueryByInitial(3, set, "*", "*", "B", next, count);
+    const std::string named = damaged.GetLastDamage().Cstr();
+    EXPECT_EQ(0u, named.find("POI/" + std::to_string(set + 100) + ".ndf page ")) << named;
+    damaged.QueryFromPreByInitial("BJ");
+    EXPECT_EQ(named, damaged.GetLastDamage().Cstr());
+    TempDir::Write(index, clean);
+    ASSERT_TRUE(damaged.QueryByInitial(3, set, "*", "*", "B", next, count));
+    EXPECT_STREQ("", damaged.GetLastDamage().Cstr());
 }
 
 } // namespace
