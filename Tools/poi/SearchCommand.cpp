@@ -45,7 +45,9 @@ const char SearchCommand::kUsage[] =
     "                    {\"name\",\"lon\",\"lat\",\"address\",\"code\"} per hit\n"
     "  -h, --help        show this text\n"
     "\n"
-    "exit status: 0 searched (even with no hits), 1 the search failed, 2 usage error\n";
+    "exit status: 0 searched (even with no hits), 1 the search failed or met a\n"
+    "damaged file or page (named; no hits are printed then: see poi check),\n"
+    "2 usage error\n";
 
 int SearchCommand::Fail(int status, const std::string& message)
 {
