@@ -36,6 +36,12 @@ public:
     // file cannot be read.
     int GetCount();
 
+    // True when the file was there but failed a check (its size, header,
+    // table, names or checksum) on the last load: its names are then
+    // missing, not absent from the data. False before a load and for a
+    // missing file.
+    bool IsDamaged() const { return m_bDamaged; }
+
 private:
     enum class State { NotLoaded, Loaded, Failed };
     struct Entry {
@@ -49,6 +55,7 @@ private:
 
     eString m_strPath;
     State m_state = State::NotLoaded;
+    bool m_bDamaged = false;
     std::vector<Entry> m_entries; // by ascending code
     std::vector<char> m_names;
 };

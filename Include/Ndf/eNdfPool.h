@@ -58,6 +58,14 @@ public:
     // the reference; null when the page cannot be read.
     PageRef PinPage(const ueaddr_t& page);
 
+    // Damage: the first file header or page that failed its check since the
+    // last ClearDamage ("12.ndf page 7", "12.ndf header"; empty when none).
+    // A read that fails for another reason (a missing file, an address past
+    // the file's pages) is not damage. Callers use it to tell a damaged data
+    // directory from a search that found nothing.
+    const eString& GetDamage() const { return m_strDamage; }
+    void ClearDamage() { m_strDamage = eString(); }
+
     // Accounting, for tests and benchmarks.
     std::size_t GetCachedBytes() const { return m_nCached; }
     std::size_t GetPeakBytes() const { return m_nPeak; }
@@ -84,8 +92,10 @@ private:
     void Admit(std::uint64_t key, const PageRef& bytes);
     void EvictDownTo(std::size_t limit);
     void CloseAll();
+    void NoteDamage(std::uint16_t file, const char* what, std::uint32_t page);
 
     eString m_strPath;
+    eString m_strDamage;
     std::size_t m_nBudget = kDefaultSize;
     std::size_t m_nCached = 0;
     std::size_t m_nPeak = 0;

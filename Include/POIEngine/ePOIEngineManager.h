@@ -84,6 +84,17 @@ public:
     // an even byte position.
     bool QueryFromPreByFullText(const char* szText);
 
+    // ---- Damage (beside the searches; their results are unchanged) ----
+    // The first file or page of the data directory that failed its check
+    // since the last search began (QueryByInitial, QueryByFullText; a
+    // refinement filters that search's hits and so keeps its damage), named
+    // below the data path ("POI/12.ndf page 7", "POI/AdminIndex.ndf");
+    // empty when none did. A search or a
+    // record read that met damage may have answered with fewer hits, no
+    // hits or an empty area name instead of failing: a caller that must
+    // not show such an answer asks here after reading what it shows.
+    eString GetLastDamage() const;
+
     // ---- The user store, passed through (1 favourites, 2 history) ----
     int AddPOI(int nType, const ePoiInfo& info);
     bool ModifyPOI(int nType, int nIndex, const ePoiInfo& info);
@@ -102,6 +113,8 @@ protected:
     // Reads the header of "<directory><fileNumber>.ndf" into `index` unless
     // that file is the one it already reads.
     int OpenIndex(eNdfIndex& index, const eString& directory, int fileNumber);
+    // Forgets the damage found before a new search (see GetLastDamage).
+    void BeginSearch();
     // A refinement's result: the record set over the kept hits, one each.
     void KeepHits(const eArray<ueglobal_addr_t>& kept);
 

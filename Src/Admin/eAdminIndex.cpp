@@ -32,6 +32,7 @@ void eAdminIndex::SetFilePath(const eString& path)
         m_names.clear();
         m_names.shrink_to_fit();
         m_state = State::NotLoaded;
+        m_bDamaged = false;
     } else if (m_state == State::Failed) {
         m_state = State::NotLoaded;
     }
@@ -61,11 +62,14 @@ int eAdminIndex::GetCount()
 bool eAdminIndex::Load()
 {
     m_state = State::Failed;
+    m_bDamaged = false;
     if (m_strPath.IsEmpty())
         return false;
     eFileStream in;
     if (!in.Open(m_strPath.Cstr()))
         return false;
+    // From here on the file is there: every failure is damage.
+    m_bDamaged = true;
     const std::int64_t size = in.GetLength();
     if (size < NdfFormat::kAdminHeaderSize || size > NdfFormat::kAdminMaxFileSize)
         return false;
@@ -78,6 +82,7 @@ bool eAdminIndex::Load()
         return false;
     }
     m_state = State::Loaded;
+    m_bDamaged = false;
     return true;
 }
 

@@ -1,4 +1,5 @@
 #include "Compiler/DataCompiler.h"
+#include "Compiler/Manifest.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -293,8 +294,12 @@ bool DataCompiler::WriteOutput(const std::string& dir)
     fs::create_directories(poiDir + "Around", ec);
     if (ec)
         return Fail("cannot create '" + poiDir + "Around': " + ec.message());
-    return WritePoiStore(poiDir) && WriteAdminIndex(poiDir) && WriteCategories(poiDir) && WriteDataSets(poiDir) &&
-           WriteDictionary(poiDir) && WriteInitialIndexes(poiDir) && WriteFullTextIndexes(poiDir);
+    if (!(WritePoiStore(poiDir) && WriteAdminIndex(poiDir) && WriteCategories(poiDir) && WriteDataSets(poiDir) &&
+          WriteDictionary(poiDir) && WriteInitialIndexes(poiDir) && WriteFullTextIndexes(poiDir)))
+        return false;
+    // Last, over everything written above.
+    std::string error;
+    return Manifest::Write(dir, error) || Fail(error);
 }
 
 bool DataCompiler::WritePoiStore(const std::string& dir)

@@ -79,6 +79,16 @@ void eNdfPool::CloseAll()
     m_nCached = 0;
 }
 
+void eNdfPool::NoteDamage(std::uint16_t file, const char* what, std::uint32_t page)
+{
+    if (!m_strDamage.IsEmpty())
+        return; // the first one found is the one reported
+    if (std::strcmp(what, "page") == 0)
+        m_strDamage.Format("%u.ndf page %u", static_cast<unsigned>(file), static_cast<unsigned>(page));
+    else
+        m_strDamage.Format("%u.ndf %s", static_cast<unsigned>(file), what);
+}
+
 std::uint64_t eNdfPool::Key(const ueaddr_t& page)
 {
     return (static_cast<std::uint64_t>(page.nFile) << 32) | page.nPage;
@@ -117,6 +127,7 @@ eNdfPool::File* eNdfPool::OpenFile(std::uint16_t id)
     }
     if (!ok) {
         std::fclose(fp);
+        NoteDamage(id, "header", 0);
         return nullptr;
     }
     file.fp = fp;
@@ -132,17 +143,23 @@ eNdfPool::PageRef eNdfPool::Load(const ueaddr_t& page)
     const std::uint64_t offset = Get64(entry);
     const std::uint32_t size = Get32(entry + 8);
     if (size < kPageHeaderSize || size > kMaxPageSize || offset < kFileHeaderSize ||
-        offset > file->tableOffset || file->tableOffset - offset < size)
+        offset > file->tableOffset || file->tableOffset - offset < size) {
+        NoteDamage(page.nFile, "page", page.nPage);
         return nullptr;
+    }
     auto bytes = std::make_shared<std::vector<unsigned char>>(size);
     unsigned char* p = bytes->data();
-    if (!ReadAt(file->fp, offset, p, size))
+    if (!ReadAt(file->fp, offset, p, size)) {
+        NoteDamage(page.nFile, "page", page.nPage);
         return nullptr;
+    }
     // The checksum proves the bytes; the page's number and size prove that
     // the table pointed at the right page.
     if (Get32(p + kPageCrcOffset) != eCrc32::Compute(p + 4, size - 4) ||
-        Get32(p + kPageNumberOffset) != page.nPage || !eNdfPageReader::IsWellFormed(p, size))
+        Get32(p + kPageNumberOffset) != page.nPage || !eNdfPageReader::IsWellFormed(p, size)) {
+        NoteDamage(page.nFile, "page", page.nPage);
         return nullptr;
+    }
     return bytes;
 }
 

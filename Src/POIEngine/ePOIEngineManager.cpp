@@ -106,6 +106,23 @@ void ePOIEngineManager::ReleaseQueryMem()
     m_nTypeCount = 0;
 }
 
+void ePOIEngineManager::BeginSearch()
+{
+    if (m_pPool != nullptr)
+        m_pPool->ClearDamage();
+}
+
+eString ePOIEngineManager::GetLastDamage() const
+{
+    // The pool names the first bad page of this search. The area index is
+    // read once, so its damage stays until the path is set again.
+    if (m_pPool != nullptr && !m_pPool->GetDamage().IsEmpty())
+        return eString("POI/") + m_pPool->GetDamage();
+    if (m_AdminIndex.IsDamaged())
+        return eString("POI/AdminIndex.ndf");
+    return eString();
+}
+
 bool ePOIEngineManager::PreparePool(const eString& directory)
 {
     if (m_pPool == nullptr) {
@@ -272,6 +289,7 @@ void ePOIEngineManager::KeepHits(const eArray<ueglobal_addr_t>& kept)
 bool ePOIEngineManager::QueryByInitial(int nKeyCount, int nCity, const char* szKey1, const char* szKey2,
                                        const char* szKey3, char*& szNextLetters, int& nNextCount)
 {
+    BeginSearch();
     if (nKeyCount > 3)
         return false;
     m_nQueryType = kPinyinKind;
@@ -357,6 +375,7 @@ bool ePOIEngineManager::QueryFromPreByInitial(const char* szText)
 bool ePOIEngineManager::QueryByFullText(int nKeyCount, int nCity, const char* szKey1, const char* szKey2,
                                         const char* szKey3)
 {
+    BeginSearch();
     if (nKeyCount > 3)
         return false;
     m_nQueryType = kTextKind;

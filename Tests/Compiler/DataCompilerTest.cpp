@@ -11,6 +11,7 @@
 
 #include "Admin/eAdminIndex.h"
 #include "Compiler/GbkCodec.h"
+#include "Compiler/Manifest.h"
 #include "Ndf/eNdfPool.h"
 #include "Ndf/eNdfRecordsetTabular.h"
 #include "POIEngine/eDictionary.h"
@@ -161,8 +162,17 @@ TEST_F(DataCompilerTest, CompilesTheRowsAndReportsTheRejectedOnes)
     for (const auto& f : tree)
         files.push_back(f.first);
     EXPECT_EQ((std::vector<std::string>{"POI/1.ndf", "POI/110.ndf", "POI/111.ndf", "POI/210.ndf", "POI/211.ndf", "POI/AdminIndex.ndf", "POI/Around/POI_SORT.txt",
-                                        "POI/CoreDict.dct", "POI/datasets.txt"}),
+                                        "POI/CoreDict.dct", "POI/datasets.txt", "POI/manifest.txt"}),
               files);
+    // The manifest lists every other file with its size and checksum.
+    Kest::Manifest manifest;
+    std::string error;
+    ASSERT_TRUE(manifest.Load(out, error)) << error;
+    ASSERT_EQ(files.size() - 1, manifest.Entries().size());
+    for (std::size_t i = 0; i + 1 < files.size(); ++i) {
+        EXPECT_EQ(files[i], manifest.Entries()[i].path);
+        EXPECT_TRUE(manifest.Verify(out, files[i], error)) << error;
+    }
     EXPECT_EQ("10\t北京市\n11\t河北省\n", Text(tree.at("POI/datasets.txt")));
     EXPECT_EQ(GbkCodec::Gbk("餐饮服务\n\t中餐厅\t2000\n\t快餐厅\t2005\n购物服务\n\t商场\t3000\n"),
               Text(tree.at("POI/Around/POI_SORT.txt")));

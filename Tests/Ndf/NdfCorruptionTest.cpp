@@ -60,6 +60,9 @@ protected:
             EXPECT_EQ(size > 0, copied);
             allPages = allPages && copied;
         }
+        // A page that failed its check is remembered as damage; an intact
+        // file leaves none.
+        EXPECT_EQ(allPages, reader.pool.GetDamage().IsEmpty()) << reader.pool.GetDamage().Cstr();
         SetRuns(reader.rs, {{m_first, kRecords}});
         int records = 0;
         eString text;

@@ -5,6 +5,7 @@
 
 #include "Compiler/GbkCodec.h"
 #include "CityNames.h"
+#include "Compiler/Manifest.h"
 #include "CommandArgs.h"
 #include "DataSetList.h"
 #include "HitText.h"
@@ -110,7 +111,9 @@ const char SearchCommand::kUsage[] =
     "                    {\"name\",\"lon\",\"lat\",\"address\",\"code\"} per hit\n"
     "  -h, --help        show this text\n"
     "\n"
-    "exit status: 0 searched (even with no hits), 1 the search failed, 2 usage error\n";
+    "exit status: 0 searched (even with no hits), 1 the search failed or met a\n"
+    "damaged file or page (named; no hits are printed then: see poi check),\n"
+    "2 usage error\n";
 
 int SearchCommand::Fail(int status, const std::string& message)
 {
@@ -122,6 +125,16 @@ void SearchCommand::Note(const std::string& line)
 {
     if (!line.empty())
         m_err << "poi search: " << line << "\n";
+}
+
+int SearchCommand::Damaged(const ePOIEngineManager& engine, const std::string& dir)
+{
+    const eString damage = engine.GetLastDamage();
+    if (damage.IsEmpty())
+        return 0;
+    return Fail(1, dir + "/" + damage.Cstr() +
+                       " is damaged (it fails its checksum); no answer is given (see poi check, then rebuild with poi "
+                       "build)");
 }
 
 int SearchCommand::Run(const std::vector<std::string>& args)
@@ -177,6 +190,12 @@ int SearchCommand::Run(const std::vector<std::string>& args)
     std::error_code ec;
     if (!fs::is_regular_file(dir + "/POI/datasets.txt", ec) || !fs::is_regular_file(dir + "/POI/1.ndf", ec))
         return Fail(1, dir + " is not a data directory (build one with: poi build SRC " + dir + ")");
+    // The small unpaged files carry no checksum of their own: the manifest's
+    // proves them before they are used.
+    Manifest manifest;
+    if (!manifest.Load(dir, error) || !manifest.Verify(dir, "POI/datasets.txt", error) ||
+        (text && !manifest.Verify(dir, "POI/CoreDict.dct", error)))
+        return Fail(1, error + "; no answer is given (see poi check, then rebuild with poi build)");
     DataSetList sets;
     if (!sets.Load(dir + "/POI/datasets.txt", error))
         return Fail(1, error + " (rebuild the directory with poi build)");
@@ -207,7 +226,7 @@ int SearchCommand::Run(const std::vector<std::string>& args)
     char* next = nullptr;
     int nextCount = 0;
     if (!engine.QueryByInitial(3, set.number, keys[0].c_str(), keys[1].c_str(), keys[2].c_str(), next, nextCount))
-        return Fail(1, "the index of data set " + std::to_string(set.number) + " (" + set.province + ") in " + dir +
+        return Damaged(engine, dir) ? 1 : Fail(1, "the index of data set " + std::to_string(set.number) + " (" + set.province + ") in " + dir +
                            "/POI/ cannot be read (rebuild with poi build)");
     // One byte per next key: a key that starts with a Chinese character
     // (a name whose first character has no pinyin initial) shows as '?'.
@@ -235,7 +254,7 @@ int SearchCommand::Run(const std::vector<std::string>& args)
             unreadable = Unreadable(first, total);
         }
         if (!engine.QueryFromPreByInitial(keys[3].c_str()))
-            return Fail(1, "the refinement by '" + texts[3].second + "' failed");
+            return Damaged(engine, dir) ? 1 : Fail(1, "the refinement by '" + texts[3].second + "' failed");
         // The count still answers the index's total; the refined hits end
         // where reading fails, since the index has nothing left to page in.
         listed = 0;
@@ -254,6 +273,8 @@ int SearchCommand::Run(const std::vector<std::string>& args)
         }
     }
 
+    if (Damaged(engine, dir))
+        return 1;
     if (json) {
         m_out << "{\"next\":" << HitText::JsonString(nextLetters) << ",\"count\":" << total;
         if (refine)
@@ -283,7 +304,7 @@ int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, co
                            bool json)
 {
     if (!engine.QueryByFullText(3, set.number, keys[0].c_str(), keys[1].c_str(), keys[2].c_str()))
-        return Fail(1, "the text index of data set " + std::to_string(set.number) + " (" + set.province + ") in " +
+        return Damaged(engine, dir) ? 1 : Fail(1, "the text index of data set " + std::to_string(set.number) + " (" + set.province + ") in " +
                            dir + "/POI/ cannot be read, or the province or city is not in it");
     const int total = engine.GetPOICount(0);
     Note(CityNote(dir, set.number, keys, true));
@@ -292,7 +313,7 @@ int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, co
     int listed = total;
     if (refine != nullptr) {
         if (!engine.QueryFromPreByFullText(keys[3].c_str()))
-            return Fail(1, "the refinement by '" + *refine + "' failed");
+            return Damaged(engine, dir) ? 1 : Fail(1, "the refinement by '" + *refine + "' failed");
         listed = engine.GetPOICount(0); // the text search counts what the record set holds
     }
     std::vector<HitText> hits;
@@ -305,6 +326,8 @@ int SearchCommand::RunText(ePOIEngineManager& engine, const std::string& dir, co
         else
             unreadable = Unreadable(i, listed);
     }
+    if (Damaged(engine, dir))
+        return 1;
     if (json) {
         m_out << "{\"count\":" << total;
         if (refine != nullptr)

@@ -27,6 +27,9 @@ private:
     // A line of advice on `err` (nothing for an empty line); the exit status
     // stays what the search gives.
     void Note(const std::string& line);
+    // 1 with one line naming the damaged file (and page) when the search met
+    // damage in DIR; 0 when it met none.
+    int Damaged(const ePOIEngineManager& engine, const std::string& dir);
     // The text search: keys are province, city, text and the refinement, in GBK.
     int RunText(ePOIEngineManager& engine, const std::string& dir, const DataSetList::DataSet& set,
                 const std::string keys[4], const std::string* refine, long long offset, long long limit, bool json);

@@ -14,6 +14,7 @@
 #include <vector>
 #include <unistd.h>
 
+#include "CheckCommand.h"
 #include "Compiler/DataCompiler.h"
 #include "DemoTour.h"
 #include "SearchCommand.h"
@@ -27,6 +28,7 @@ const char kUsage[] =
     "commands:\n"
     "  build    compile source data (UTF-8 CSV, GeoJSON) into a data directory\n"
     "  search   search a data directory: poi search --data DIR initial INITIALS\n"
+    "  check    verify every file and page of a data directory: poi check DIR\n"
     "  store    favourites and history: poi store --data DIR fav|history add|list|remove|clear|restore\n"
     "  demo     build the bundled sample once and tour search and store on it\n"
     "  help     show this text\n"
@@ -127,6 +129,8 @@ int main(int argc, char** argv)
     const std::vector<std::string> args(argv + std::min(argc, 2), argv + argc);
     if (command == "search")
         return Kest::SearchCommand(std::cout, std::cerr).Run(args);
+    if (command == "check")
+        return Kest::CheckCommand(std::cout, std::cerr).Run(args);
     if (command == "store")
         return Kest::StoreCommand(std::cout, std::cerr).Run(args);
     if (command == "demo")
