@@ -168,9 +168,13 @@ int SegFullTextIndexWriter::AddPoi(std::string_view province, std::string_view c
         p->cities.push_back(City{std::string(city), {}});
         c = p->cities.end() - 1;
     }
+    // A name's postings of one word go in descending position. The engine
+    // moves a partial match along every posting of the next word in list
+    // order, so in ascending order a repeated character (新新, 医医) would
+    // carry the match past its first occurrence and lose the phrase.
     const auto words = Words(name);
-    for (const Word& w : words)
-        c->words[w.key].push_back({w.position, poi});
+    for (auto w = words.rbegin(); w != words.rend(); ++w)
+        c->words[w->key].push_back({w->position, poi});
     return static_cast<int>(words.size());
 }
 

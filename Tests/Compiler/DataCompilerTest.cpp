@@ -407,7 +407,8 @@ TEST_F(DataCompilerTest, FullTextFindsTheTypedTextAnywhereInTheName)
 {
     std::string pois = kPoiHeader;
     for (const char* name : {"王府井火锅店", "熊家宜都市客栈", "北极光影城", "KFC王府井店", "ｋｆｃ甜品站", "KFD车行",
-                             "7-11便利店", "ABCDE汽修", "火锅火锅城"})
+                             "7-11便利店", "ABCDE汽修", "火锅火锅城",
+                             "万泉新新家园"})
         pois += std::string(name) + ",116.41,39.91,2000,,北京市,北京市,东城区\n";
     Write("pois.csv", pois);
     Write("words.txt", "火锅店 90\n火锅 80\n王府井 70\n宜都市 60\n都市 50\n客栈 40\n北极光 30\n极光 20\n影城 10\n");
@@ -431,6 +432,7 @@ TEST_F(DataCompilerTest, FullTextFindsTheTypedTextAnywhereInTheName)
         {"KF", {"KFC王府井店", "ｋｆｃ甜品站", "KFD车行"}},
         {"都市客", {"熊家宜都市客栈"}},
         {"客都市", {}},
+        {"泉新新家", {"万泉新新家园"}}, // a phrase across a repeated character
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.typed);
