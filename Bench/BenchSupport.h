@@ -2,6 +2,8 @@
 // Small helpers shared by the benchmark programs.
 
 #include <algorithm>
+#include <cstdlib>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -31,6 +33,39 @@ inline std::vector<std::string> SplitCsv(const std::string& line)
     }
     f.push_back(cell);
     return f;
+}
+
+// One row of a pois.csv (UTF-8), the columns the benchmarks use.
+struct PoiRow {
+    std::string name, category, phone, province, city, county;
+    double lon = 0, lat = 0;
+};
+
+// The rows of `csvPath` in file order (the header skipped, short lines
+// dropped); false when the file cannot be read.
+inline bool ReadPoiRows(const std::string& csvPath, std::vector<PoiRow>& rows)
+{
+    std::ifstream csv(csvPath);
+    if (!csv)
+        return false;
+    std::string line;
+    std::getline(csv, line);
+    while (std::getline(csv, line)) {
+        const auto f = SplitCsv(line);
+        if (f.size() < 8)
+            continue;
+        PoiRow r;
+        r.name = f[0];
+        r.lon = std::atof(f[1].c_str());
+        r.lat = std::atof(f[2].c_str());
+        r.category = f[3];
+        r.phone = f[4];
+        r.province = f[5];
+        r.city = f[6];
+        r.county = f[7];
+        rows.push_back(std::move(r));
+    }
+    return true;
 }
 
 } // namespace KestBench

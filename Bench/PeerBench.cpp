@@ -58,7 +58,6 @@
 
 using namespace Kest;
 using KestBench::Percentile;
-using KestBench::SplitCsv;
 namespace fs = std::filesystem;
 
 namespace {
@@ -91,34 +90,13 @@ long PeakRssKb()
 
 // ---------------------------------------------------------------- the rows
 
-struct Row {
-    std::string name, category, phone, province, city, county; // UTF-8
-    double lon = 0, lat = 0;
-};
+using Row = KestBench::PoiRow;
 
 std::vector<Row> ReadRows(const std::string& csvPath)
 {
-    std::ifstream csv(csvPath);
-    if (!csv)
-        Die("cannot read " + csvPath);
     std::vector<Row> rows;
-    std::string line;
-    std::getline(csv, line);
-    while (std::getline(csv, line)) {
-        const auto f = SplitCsv(line);
-        if (f.size() < 8)
-            continue;
-        Row r;
-        r.name = f[0];
-        r.lon = std::atof(f[1].c_str());
-        r.lat = std::atof(f[2].c_str());
-        r.category = f[3];
-        r.phone = f[4];
-        r.province = f[5];
-        r.city = f[6];
-        r.county = f[7];
-        rows.push_back(std::move(r));
-    }
+    if (!KestBench::ReadPoiRows(csvPath, rows))
+        Die("cannot read " + csvPath);
     // Rows of a province get consecutive ids, as the engine keeps a province
     // in a data set of its own; the text queries use that id range.
     std::stable_sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.province < b.province; });

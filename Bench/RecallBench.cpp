@@ -59,7 +59,6 @@
 #include "POIEngine/ePOIEngineManager.h"
 
 using namespace Kest;
-using KestBench::SplitCsv;
 namespace fs = std::filesystem;
 
 namespace {
@@ -74,31 +73,13 @@ using Clock = std::chrono::steady_clock;
 
 // ---------------------------------------------------------------- the rows
 
-struct Row {
-    std::string name; // UTF-8
-    std::string province;
-    double lon = 0, lat = 0;
-};
+using Row = KestBench::PoiRow;
 
 std::vector<Row> ReadRows(const std::string& csvPath)
 {
-    std::ifstream csv(csvPath);
-    if (!csv)
-        Die("cannot read " + csvPath);
     std::vector<Row> rows;
-    std::string line;
-    std::getline(csv, line);
-    while (std::getline(csv, line)) {
-        const auto f = SplitCsv(line);
-        if (f.size() < 8)
-            continue;
-        Row r;
-        r.name = f[0];
-        r.lon = std::atof(f[1].c_str());
-        r.lat = std::atof(f[2].c_str());
-        r.province = f[5];
-        rows.push_back(std::move(r));
-    }
+    if (!KestBench::ReadPoiRows(csvPath, rows))
+        Die("cannot read " + csvPath);
     return rows;
 }
 
