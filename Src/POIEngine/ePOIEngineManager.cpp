@@ -138,9 +138,12 @@ bool ePOIEngineManager::PreparePool(const eString& directory)
 int ePOIEngineManager::OpenIndex(eNdfIndex& index, const eString& directory, int fileNumber)
 {
     // The header is read only when the file changes; otherwise the reader
-    // goes on as it stands, caches included.
-    if (index.GetCurrentFid() == static_cast<unsigned short>(fileNumber))
+    // goes on as it stands, caches included. A reader that ReleaseQueryMem
+    // keeps still holds the freed pool: it always gets the current one.
+    if (index.GetCurrentFid() == static_cast<unsigned short>(fileNumber)) {
+        index.SetPool(m_pPool);
         return kIndexUnchanged;
+    }
     eString file;
     file.Format("%s%d.ndf", directory.Cstr(), fileNumber);
     std::FILE* fp = std::fopen(file.Cstr(), "rb");
