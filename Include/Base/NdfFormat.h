@@ -119,3 +119,21 @@ constexpr char kInitialHiddenLetter = '\0';
 
 } // namespace NdfFormat
 } // namespace Kest
+
+namespace Kest {
+namespace NdfFormat {
+
+// ---- "POI/POIAround.ndf", the around grid (docs/format.md, "Around grid") ----
+// Header of 64 bytes, a directory of 8-byte cells, 20-byte records. Bytes 0-3
+// of the header hold the magic and the format version, which the tools check
+// and the search ignores.
+constexpr char kAroundFileName[] = "POIAround.ndf";
+constexpr std::uint8_t kAroundMagic[3] = {'K', 'A', 'R'};
+constexpr std::uint8_t kAroundVersion = 1;
+// The smallest cell side the compiler chooses, in degrees (about 250 m), so
+// that a small data set does not get cells far below a search's radius: the
+// largest radius (10000 units, 0.1 degree) then spans at most 80 cells a side.
+constexpr double kAroundMinCellSize = 0.0025;
+
+} // namespace NdfFormat
+} // namespace Kest

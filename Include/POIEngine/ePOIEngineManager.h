@@ -15,6 +15,7 @@ class eNdfIndex;
 class eNdfIndexInitial;
 class eNdfIndexInitial2;
 class eNdfPool;
+class eNdfQueryAround;
 class eNdfRecordsetTabular;
 class ePOIEngineContainer;
 
@@ -84,6 +85,18 @@ public:
     // an even byte position.
     bool QueryFromPreByFullText(const char* szText);
 
+    // ---- Search around a point ----
+    // The POIs of category `type` within `radius` (1e-5 degree units, at
+    // most 10000) of longitude `x`, latitude `y`, nearest first, read from
+    // "P/POI/POIAround.ndf". Category types 1050, 2000, 3000, 7000, 9030,
+    // 11000 and 12050 take a range of codes, 65536 takes every code, any
+    // other value that code alone. Nonzero when there are hits.
+    int QueryByAround(double x, double y, double radius, int type);
+    // The POIs nearest to (x, y): within 500 units, else 2000, else 8000,
+    // nearest first. Zero when there is none within 8000. `maxDistance` is
+    // set to 10000.
+    int QueryNearestPOI(double x, double y, int& maxDistance);
+
     // ---- Damage (beside the searches; their results are unchanged) ----
     // The first file or page of the data directory that failed its check
     // since the last search began (QueryByInitial, QueryByFullText; a
@@ -113,6 +126,8 @@ protected:
     // Reads the header of "<directory><fileNumber>.ndf" into `index` unless
     // that file is the one it already reads.
     int OpenIndex(eNdfIndex& index, const eString& directory, int fileNumber);
+    // Sets the kind and pool of an around search and opens the grid.
+    bool PrepareAround();
     // Forgets the damage found before a new search (see GetLastDamage).
     void BeginSearch();
     // A refinement's result: the record set over the kept hits, one each.
@@ -138,7 +153,7 @@ protected:
     eNdfIndex* m_pIndexAddress = nullptr;
     eNdfIndex* m_pIndexPlaceText = nullptr;
     eNdfIndex* m_pIndexPlacePY = nullptr;
-    eNdfIndex* m_pQueryAround = nullptr;
+    eNdfQueryAround* m_pQueryAround = nullptr;
     eArray<POISortBranch> m_arSortBranch;
     eArray<POISortLeaf> m_arSortLeaf;
     int m_nCurBranch = -1;

@@ -14,6 +14,7 @@
 #include "POIEngine/eDictionary.h"
 #include "POIEngine/eNdfIndexInitial2.h"
 #include "POIEngine/eNdfIndexSegFullText.h"
+#include "POIEngine/eNdfQueryAround.h"
 #include "POIEngine/ePOIEngineContainer.h"
 
 namespace Kest {
