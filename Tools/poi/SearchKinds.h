@@ -29,5 +29,7 @@ const std::vector<SearchKind>& SearchKinds();
 // The entries, each defined in its kind's file.
 SearchKind InitialSearch(); // InitialSearch.cpp
 SearchKind TextSearch();    // InitialSearch.cpp
+SearchKind AroundSearch();  // AroundSearch.cpp
+SearchKind NearestSearch(); // AroundSearch.cpp
 
 } // namespace Kest
