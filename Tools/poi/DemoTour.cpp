@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <unistd.h>
 
@@ -27,8 +28,8 @@ const char DemoTour::kUsage[] =
     "Builds the bundled sample (Beijing and Shanghai) once into a cache\n"
     "directory, then shows poi search and poi store on it: a name typed letter\n"
     "by letter, a refinement, the same initials in each province, searches by\n"
-    "Chinese text, favourites and history. The sample is built again when its\n"
-    "files or poi change.\n"
+    "Chinese text and around a point, favourites and history. The sample is\n"
+    "built again when its files or poi change.\n"
     "\n"
     "options:\n"
     "  --sample DIR   the source directory to build (default: Data/Sample of the\n"
@@ -87,6 +88,17 @@ std::string ReadFile(const std::string& path)
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();
+}
+
+// The searches by coordinate, one grid over both provinces.
+bool AroundTour(std::ostream& out, const std::string& data,
+                const std::function<bool(const std::vector<std::string>&)>& search)
+{
+    out << "\n== Around a point (lon lat): within a radius in 1e-5 degree or metres, nearest first, with distances\n";
+    bool ok = search({"--data", data, "around", "--limit", "3", "116.4374", "39.8893", "300"});
+    ok &= search({"--data", data, "around", "--type", "2000", "--limit", "3", "121.4737", "31.2304", "1km"});
+    ok &= search({"--data", data, "nearest", "--limit", "2", "--json", "121.4737", "31.2304"});
+    return ok;
 }
 
 } // namespace
@@ -181,6 +193,7 @@ int DemoTour::Run(const std::vector<std::string>& args)
     ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "东四 饭店"});
     ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "11号"});
     ok &= Show("search", {"--data", data, "text", "--province", "上海", "--limit", "3", "--refine", "路", "饭店"});
+    ok &= AroundTour(m_out, data, [this](const std::vector<std::string>& a) { return Show("search", a); });
 
     std::string scratch = (fs::temp_directory_path(ec) / "poi-demo-store-XXXXXX").string();
     if (ec || !mkdtemp(scratch.data()))
