@@ -26,6 +26,9 @@ namespace Kest {
 //   OUT/POI/datasets.txt         data set numbers and province names
 //   OUT/POI/<100+n>.ndf          pinyin-initial index of data set n
 //   OUT/POI/<200+n>.ndf          full-text index of data set n
+//   OUT/POI/Tel/1.ndf            POI record store of the telephone search:
+//                                one record per (number, POI), by number
+//   OUT/POI/Tel/102.ndf          telephone trie over it
 //
 // Sights, place names and crossroads are read and checked like POIs; their
 // own stores are not written yet.
@@ -63,6 +66,8 @@ public:
         std::size_t dictVocabulary = 0;  // words offered first: letters, digits and the data's own
         std::size_t dictNoRoom = 0;      // words left out for lack of room
         std::size_t textWords = 0;       // postings (word, position) of names in the full-text indexes
+        std::size_t telNumbers = 0;      // records of the telephone store: (number, POI) pairs
+        std::size_t rejectedPhones = 0;  // numbers of phone fields left out of the telephone index
         std::size_t Rejected() const;
     };
 
@@ -97,6 +102,7 @@ private:
     bool WriteDataSets(const std::string& dir);
     bool WriteInitialIndexes(const std::string& dir);
     bool WriteFullTextIndexes(const std::string& dir);
+    bool WriteTel(const std::string& dir);
     bool WriteFile(const std::string& path, const std::string& bytes);
     std::string SourcePath(const std::string& name) const;
 
