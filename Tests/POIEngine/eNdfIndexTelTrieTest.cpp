@@ -330,3 +330,88 @@ TEST(QueryByTelephone, ExactlyOneHundredEntriesOfferTheAlphabet)
 }
 
 } // namespace
+
+namespace {
+
+// A damaged trie file: truncated, or a byte flipped in the header, a middle
+// page or the last page. Every query answers (false, or fewer hits) without
+// reading outside a buffer, and a damaged page is named.
+TEST(eNdfIndexTelTrie, DamagedFilesFailCleanly)
+{
+    std::mt19937 rng(7);
+    std::vector<std::string> numbers;
+    for (int i = 0; i < 300; ++i) {
+        std::string n = "1";
+        for (int len = 2 + static_cast<int>(rng() % 5); len > 0; --len)
+            n += static_cast<char>('0' + rng() % 4);
+        numbers.push_back(n);
+    }
+    TempDir dir;
+    WriteTel(dir.Path("d"), numbers, 0, 256);
+    const std::string file = dir.Path("d/POI/Tel/102.ndf");
+    const std::vector<unsigned char> good = TempDir::Read(file);
+    const std::uint32_t pages = good[NdfFormat::kFilePageCountOffset] | good[NdfFormat::kFilePageCountOffset + 1] << 8;
+    ASSERT_GE(pages, 6u);
+    auto pageAt = [&](std::uint32_t page) {
+        std::size_t table = 0;
+        for (int i = 7; i >= 0; --i)
+            table = table << 8 | good[NdfFormat::kFileTableOffsetOffset + i];
+        std::size_t at = 0;
+        for (int i = 7; i >= 0; --i)
+            at = at << 8 | good[table + page * NdfFormat::kTableEntrySize + i];
+        return at;
+    };
+    // Every number, so that every page is read.
+    std::vector<std::string> typed = {"", "1", "10", "1301", "10000"};
+    typed.insert(typed.end(), numbers.begin(), numbers.end());
+    std::string damage; // the first damage a query met
+    auto answers = [&](Engine& engine) {
+        damage.clear();
+        std::vector<std::pair<int, std::string>> out;
+        for (const std::string& t : typed) {
+            char* next = nullptr;
+            int count = 0;
+            const int hits = engine.QueryByTelephone(t.c_str(), next, count) ? engine.GetPOICount(0) : -1;
+            out.emplace_back(hits, next != nullptr ? std::string(next, static_cast<std::size_t>(count)) : "");
+            if (damage.empty())
+                damage = engine.GetLastDamage().Cstr();
+        }
+        return out;
+    };
+    Engine reference;
+    reference.SetPoiPath(dir.Path("d").c_str());
+    const auto expected = answers(reference);
+
+    struct Damage {
+        const char* what;
+        std::size_t at;  // byte flipped; npos: truncate at `size`
+        std::size_t size;
+        bool named;      // GetLastDamage names the file
+    } damages[] = {
+        {"truncated in the middle", std::string::npos, good.size() / 2, false},
+        {"truncated header", std::string::npos, 10, false},
+        {"root address", 2, 0, false},
+        {"file header", NdfFormat::kFileMagicOffset + 1, 0, true},
+        {"middle page", pageAt(pages / 2) + 40, 0, true},
+        {"last page", pageAt(pages - 1) + 20, 0, true},
+    };
+    for (const Damage& d : damages) {
+        SCOPED_TRACE(d.what);
+        std::vector<unsigned char> bytes = good;
+        if (d.at == std::string::npos)
+            bytes.resize(d.size);
+        else
+            bytes[d.at] ^= 0x5A;
+        TempDir::Write(file, bytes);
+        Engine engine;
+        engine.SetPoiPath(dir.Path("d").c_str());
+        const auto got = answers(engine);
+        EXPECT_NE(got, expected);
+        if (d.named) {
+            EXPECT_EQ(damage.rfind("POI/Tel/102.ndf", 0), 0u) << damage;
+        }
+    }
+    TempDir::Write(file, good);
+}
+
+} // namespace
