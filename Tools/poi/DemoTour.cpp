@@ -27,8 +27,8 @@ const char DemoTour::kUsage[] =
     "Builds the bundled sample (Beijing and Shanghai) once into a cache\n"
     "directory, then shows poi search and poi store on it: a name typed letter\n"
     "by letter, a refinement, the same initials in each province, searches by\n"
-    "Chinese text, favourites and history. The sample is built again when its\n"
-    "files or poi change.\n"
+    "Chinese text, a telephone number typed digit by digit, favourites and\n"
+    "history. The sample is built again when its files or poi change.\n"
     "\n"
     "options:\n"
     "  --sample DIR   the source directory to build (default: Data/Sample of the\n"
@@ -141,6 +141,16 @@ bool DemoTour::Show(const std::string& command, const std::vector<std::string>& 
     return status == 0;
 }
 
+bool DemoTour::TelSteps(const std::string& data)
+{
+    m_out << "\n== A telephone number typed digit by digit: 东四小区 is 010 5033 0630; the next digits narrow\n";
+    const std::string typed = "01050330630";
+    bool ok = true;
+    for (std::size_t n = 1; n <= typed.size(); ++n)
+        ok &= Show("search", {"--data", data, "tel", "--limit", n < typed.size() ? "2" : "1", typed.substr(0, n)});
+    return ok;
+}
+
 int DemoTour::Run(const std::vector<std::string>& args)
 {
     CommandArgs parsed({"--sample", "--cache"}, {"--keep"});
@@ -181,6 +191,8 @@ int DemoTour::Run(const std::vector<std::string>& args)
     ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "东四 饭店"});
     ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "11号"});
     ok &= Show("search", {"--data", data, "text", "--province", "上海", "--limit", "3", "--refine", "路", "饭店"});
+
+    ok &= TelSteps(data);
 
     std::string scratch = (fs::temp_directory_path(ec) / "poi-demo-store-XXXXXX").string();
     if (ec || !mkdtemp(scratch.data()))
