@@ -499,6 +499,22 @@ TEST_F(DataCompilerTest, PhonesAreNormalisedAndTheBadOnesReported)
         EXPECT_EQ(names, c.names) << c.typed;
     }
 
+    // The telephone reader outlives ReleaseQueryMem and the searches of
+    // other kinds that re-point the pool in between.
+    char* letters = nullptr;
+    int letterCount = 0;
+    for (int round = 0; round < 2; ++round) {
+        char* next = nullptr;
+        int count = 0;
+        EXPECT_TRUE(engine.QueryByInitial(3, 10, "*", "*", "J", letters, letterCount));
+        EXPECT_TRUE(engine.QueryByTelephone("138", next, count));
+        EXPECT_EQ(2, engine.GetPOICount(0));
+        EXPECT_TRUE(engine.QueryByFullText(3, 10, "*", "*", "\xB5\xEA")); // 店
+        EXPECT_TRUE(engine.QueryByTelephone("13", next, count));
+        EXPECT_EQ(std::string(next, static_cast<std::size_t>(count)), "8");
+        engine.ReleaseQueryMem();
+    }
+
     EXPECT_FALSE(Build(m_dir.Path("strict"), true));
     EXPECT_EQ("2 phones rejected; --strict makes that a failed build", m_error);
 }
