@@ -117,6 +117,15 @@ constexpr std::size_t kInitialMaxDirect = 99;
 // The letter of that hidden branch: a zero byte, which no query can hold.
 constexpr char kInitialHiddenLetter = '\0';
 
+// ---- Telephone search (docs/format.md, "Telephone trie index") ----
+// "POI/Tel/" holds its own POI record store, page file 1 as in "POI/", one
+// record per (number, POI) sorted by number, and the digit trie over it.
+constexpr std::uint16_t kTelStoreFileId = 1;
+constexpr int kTelIndexFileId = 102;
+// The most digits a number may have once normalised; a longer one is
+// rejected by the compiler.
+constexpr std::size_t kTelMaxDigits = 20;
+
 } // namespace NdfFormat
 } // namespace Kest
 

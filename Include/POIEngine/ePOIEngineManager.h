@@ -96,6 +96,16 @@ public:
     // nearest first. Zero when there is none within 8000. `maxDistance` is
     // set to 10000.
     int QueryNearestPOI(double x, double y, int& maxDistance);
+    // ---- Search by telephone number ----
+    // `number`: the digits typed so far. True when they are a path of the
+    // telephone index ("P/POI/Tel/102.ndf"): the hits are the POIs whose
+    // number is exactly that, then those whose number continues it (shorter
+    // numbers first, then by number), and `nextDigits` holds the
+    // `nextDigitCount` digits that may be typed next, ascending, without a
+    // terminator (engine-owned, valid until the next search that fills it).
+    // The index file is tried once per engine: if it is missing, this and
+    // every later call answer false. On false the outputs are untouched.
+    bool QueryByTelephone(const char* number, char*& nextDigits, int& nextDigitCount);
 
     // ---- Damage (beside the searches; their results are unchanged) ----
     // The first file or page of the data directory that failed its check

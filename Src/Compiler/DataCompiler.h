@@ -27,6 +27,9 @@ namespace Kest {
 //   OUT/POI/<100+n>.ndf          pinyin-initial index of data set n
 //   OUT/POI/<200+n>.ndf          full-text index of data set n
 //   OUT/POI/POIAround.ndf        around grid over every POI
+//   OUT/POI/Tel/1.ndf            POI record store of the telephone search:
+//                                one record per (number, POI), by number
+//   OUT/POI/Tel/102.ndf          telephone trie over it
 //
 // Sights, place names and crossroads are read and checked like POIs; their
 // own stores are not written yet.
@@ -64,6 +67,8 @@ public:
         std::size_t dictVocabulary = 0;  // words offered first: letters, digits and the data's own
         std::size_t dictNoRoom = 0;      // words left out for lack of room
         std::size_t textWords = 0;       // postings (word, position) of names in the full-text indexes
+        std::size_t telNumbers = 0;      // records of the telephone store: (number, POI) pairs
+        std::size_t rejectedPhones = 0;  // numbers of phone fields left out of the telephone index
         std::size_t Rejected() const;
     };
 
@@ -100,6 +105,7 @@ private:
     bool WriteFullTextIndexes(const std::string& dir);
     // POIAround.ndf: the around grid over every POI of every data set.
     bool WriteAround(const std::string& dir);
+    bool WriteTel(const std::string& dir);
     bool WriteFile(const std::string& path, const std::string& bytes);
     std::string SourcePath(const std::string& name) const;
 

@@ -28,8 +28,9 @@ const char DemoTour::kUsage[] =
     "Builds the bundled sample (Beijing and Shanghai) once into a cache\n"
     "directory, then shows poi search and poi store on it: a name typed letter\n"
     "by letter, a refinement, the same initials in each province, searches by\n"
-    "Chinese text and around a point, favourites and history. The sample is\n"
-    "built again when its files or poi change.\n"
+    "Chinese text, then every other search (each kind of poi search --help),\n"
+    "favourites and history. The sample is built again when its files or poi\n"
+    "change.\n"
     "\n"
     "options:\n"
     "  --sample DIR   the source directory to build (default: Data/Sample of the\n"
@@ -153,6 +154,16 @@ bool DemoTour::Show(const std::string& command, const std::vector<std::string>& 
     return status == 0;
 }
 
+bool DemoTour::TelSteps(const std::string& data)
+{
+    m_out << "\n== A telephone number typed digit by digit: 东四小区 is 010 5033 0630; the next digits narrow\n";
+    const std::string typed = "01050330630";
+    bool ok = true;
+    for (std::size_t n = 1; n <= typed.size(); ++n)
+        ok &= Show("search", {"--data", data, "tel", "--limit", n < typed.size() ? "2" : "1", typed.substr(0, n)});
+    return ok;
+}
+
 int DemoTour::Run(const std::vector<std::string>& args)
 {
     CommandArgs parsed({"--sample", "--cache"}, {"--keep"});
@@ -194,6 +205,8 @@ int DemoTour::Run(const std::vector<std::string>& args)
     ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "11号"});
     ok &= Show("search", {"--data", data, "text", "--province", "上海", "--limit", "3", "--refine", "路", "饭店"});
     ok &= AroundTour(m_out, data, [this](const std::vector<std::string>& a) { return Show("search", a); });
+
+    ok &= TelSteps(data);
 
     std::string scratch = (fs::temp_directory_path(ec) / "poi-demo-store-XXXXXX").string();
     if (ec || !mkdtemp(scratch.data()))

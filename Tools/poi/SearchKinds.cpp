@@ -9,6 +9,7 @@ const std::vector<SearchKind>& SearchKinds()
         TextSearch(),
         AroundSearch(),
         NearestSearch(),
+        TelSearch(),
     };
     return kinds;
 }

@@ -31,5 +31,6 @@ SearchKind InitialSearch(); // InitialSearch.cpp
 SearchKind TextSearch();    // InitialSearch.cpp
 SearchKind AroundSearch();  // AroundSearch.cpp
 SearchKind NearestSearch(); // AroundSearch.cpp
+SearchKind TelSearch();     // TelSearch.cpp
 
 } // namespace Kest
