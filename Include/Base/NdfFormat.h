@@ -117,5 +117,14 @@ constexpr std::size_t kInitialMaxDirect = 99;
 // The letter of that hidden branch: a zero byte, which no query can hold.
 constexpr char kInitialHiddenLetter = '\0';
 
+// ---- The category index of the search by address ("POI/100.ndf") ----
+// Area records (field 0 the GBK name, field 1 a feature block whose child
+// pair is the level below) for provinces, cities and counties; below each
+// county its category records (field 0 the u32 code, ascending; field 1 a
+// block whose child pair is the run of the county's POIs of that code in the
+// POI store). The header's depth is the number of area levels.
+constexpr std::uint16_t kCategoryIndexFileId = 100;
+constexpr int kCategoryIndexDepth = 3;
+
 } // namespace NdfFormat
 } // namespace Kest
