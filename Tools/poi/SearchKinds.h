@@ -29,5 +29,7 @@ const std::vector<SearchKind>& SearchKinds();
 // The entries, each defined in its kind's file.
 SearchKind InitialSearch(); // InitialSearch.cpp
 SearchKind TextSearch();    // InitialSearch.cpp
+SearchKind AddressSearch(); // AddressSearch.cpp
+SearchKind CategorySearch(); // CategorySearch.cpp
 
 } // namespace Kest
