@@ -141,6 +141,19 @@ bool DemoTour::Show(const std::string& command, const std::vector<std::string>& 
     return status == 0;
 }
 
+bool DemoTour::AddressSteps(const std::string& data)
+{
+    m_out << "\n== Categories: the branches, then one branch's categories and their codes\n";
+    bool ok = Show("search", {"--data", data, "categories"});
+    ok &= Show("search", {"--data", data, "categories", "餐饮服务"});
+    m_out << "\n== By area and category: the cafés of 朝阳 by name, then of every county of 上海 by code at level 2 (names only)\n";
+    ok &= Show("search", {"--data", data, "address", "--province", "北京", "--city", "北京", "--county", "朝阳",
+                          "--category", "咖啡厅", "--limit", "3"});
+    ok &= Show("search", {"--data", data, "address", "--province", "上海", "--city", "上海", "--county", "*",
+                          "--category", "2025", "--level", "2", "--limit", "3", "--json"});
+    return ok;
+}
+
 int DemoTour::Run(const std::vector<std::string>& args)
 {
     CommandArgs parsed({"--sample", "--cache"}, {"--keep"});
@@ -181,6 +194,8 @@ int DemoTour::Run(const std::vector<std::string>& args)
     ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "东四 饭店"});
     ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "11号"});
     ok &= Show("search", {"--data", data, "text", "--province", "上海", "--limit", "3", "--refine", "路", "饭店"});
+
+    ok &= AddressSteps(data);
 
     std::string scratch = (fs::temp_directory_path(ec) / "poi-demo-store-XXXXXX").string();
     if (ec || !mkdtemp(scratch.data()))
