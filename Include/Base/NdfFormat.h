@@ -143,6 +143,14 @@ constexpr std::uint8_t kAroundVersion = 1;
 // that a small data set does not get cells far below a search's radius: the
 // largest radius (10000 units, 0.1 degree) then spans at most 80 cells a side.
 constexpr double kAroundMinCellSize = 0.0025;
+// ---- The category index of the search by address ("POI/100.ndf") ----
+// Area records (field 0 the GBK name, field 1 a feature block whose child
+// pair is the level below) for provinces, cities and counties; below each
+// county its category records (field 0 the u32 code, ascending; field 1 a
+// block whose child pair is the run of the county's POIs of that code in the
+// POI store). The header's depth is the number of area levels.
+constexpr std::uint16_t kCategoryIndexFileId = 100;
+constexpr int kCategoryIndexDepth = 3;
 
 } // namespace NdfFormat
 } // namespace Kest

@@ -106,6 +106,31 @@ public:
     // The index file is tried once per engine: if it is missing, this and
     // every later call answer false. On false the outputs are untouched.
     bool QueryByTelephone(const char* number, char*& nextDigits, int& nextDigitCount);
+    // ---- POI categories: branches and their leaves with codes, read from
+    // "P/POI/Around/POI_SORT.txt" on first use and kept ----
+    // Reads the file into the branch and leaf arrays. False for a missing
+    // file, a blank line, a malformed leaf line or a count mismatch; what was
+    // read before stays, and is not read again while both arrays hold some.
+    bool LoadPoiSort();
+    // The lists below are engine-owned (each name a zero-terminated copy),
+    // valid until the next list call or ReleaseQueryMem.
+    // The names of all branches.
+    bool GetBranchPoiTypes(char**& list, int& count);
+    // The names of one branch's leaves (branch matched ignoring ASCII case),
+    // which becomes the current branch; a null branch lists the branches.
+    bool GetPoiTypes(const char* branch, char**& list, int& count);
+    // The names of all leaves, in file order.
+    bool GetAllPoiTypes(char**& list, int& count);
+    // The code of a leaf, looked up in the current branch first, then among
+    // all leaves (ignoring ASCII case); -1 when none is named so.
+    int GetPoiCode(const char* name);
+
+    // ---- Search by address ----
+    // POIs by province, city and county (each a part of the area's name, or
+    // "*" for any) and category (a code in decimal; "*" or empty for all).
+    // `level` 1 to 4: at 1 and 2 GetPOIInfo reads only the name of a hit.
+    bool QueryByAddress(int level, const char* province, const char* city, const char* county,
+                        const char* category);
 
     // ---- Damage (beside the searches; their results are unchanged) ----
     // The first file or page of the data directory that failed its check
@@ -142,6 +167,12 @@ protected:
     void BeginSearch();
     // A refinement's result: the record set over the kept hits, one each.
     void KeepHits(const eArray<ueglobal_addr_t>& kept);
+    // Loads the category arrays unless both hold entries.
+    bool EnsurePoiSort();
+    // Frees the list handed out last (m_ppTypeList).
+    void FreeTypeList();
+    // Replaces that list by copies of `names` and hands it out.
+    bool HandOutTypeList(const eArray<eString>& names, char**& list, int& count);
 
     int m_nQueryType = 0;
     int m_nAddressLevel = 0;

@@ -295,9 +295,10 @@ bool DataCompiler::WriteOutput(const std::string& dir)
     if (ec)
         return Fail("cannot create '" + poiDir + "Around': " + ec.message());
     if (!(WritePoiStore(poiDir) && WriteAdminIndex(poiDir) && WriteCategories(poiDir) && WriteDataSets(poiDir) &&
-          WriteDictionary(poiDir) && WriteInitialIndexes(poiDir) && WriteFullTextIndexes(poiDir) && WriteTel(poiDir)))
+          WriteDictionary(poiDir) && WriteInitialIndexes(poiDir) && WriteFullTextIndexes(poiDir)))
         return false;
-    if (!WriteAround(poiDir))
+    // Each search's own files.
+    if (!(WriteTel(poiDir) && WriteAround(poiDir) && WriteAddressIndex(poiDir)))
         return false;
     // Last, over everything written above.
     std::string error;

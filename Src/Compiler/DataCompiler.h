@@ -30,6 +30,7 @@ namespace Kest {
 //   OUT/POI/Tel/1.ndf            POI record store of the telephone search:
 //                                one record per (number, POI), by number
 //   OUT/POI/Tel/102.ndf          telephone trie over it
+//   OUT/POI/100.ndf              category index of the search by address
 //
 // Sights, place names and crossroads are read and checked like POIs; their
 // own stores are not written yet.
@@ -106,6 +107,7 @@ private:
     // POIAround.ndf: the around grid over every POI of every data set.
     bool WriteAround(const std::string& dir);
     bool WriteTel(const std::string& dir);
+    bool WriteAddressIndex(const std::string& dir);
     bool WriteFile(const std::string& path, const std::string& bytes);
     std::string SourcePath(const std::string& name) const;
 

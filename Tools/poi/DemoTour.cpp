@@ -164,6 +164,19 @@ bool DemoTour::TelSteps(const std::string& data)
     return ok;
 }
 
+bool DemoTour::AddressSteps(const std::string& data)
+{
+    m_out << "\n== Categories: the branches, then one branch's categories and their codes\n";
+    bool ok = Show("search", {"--data", data, "categories"});
+    ok &= Show("search", {"--data", data, "categories", "餐饮服务"});
+    m_out << "\n== By area and category: the cafés of 朝阳 by name, then of every county of 上海 by code at level 2 (names only)\n";
+    ok &= Show("search", {"--data", data, "address", "--province", "北京", "--city", "北京", "--county", "朝阳",
+                          "--category", "咖啡厅", "--limit", "3"});
+    ok &= Show("search", {"--data", data, "address", "--province", "上海", "--city", "上海", "--county", "*",
+                          "--category", "2025", "--level", "2", "--limit", "3", "--json"});
+    return ok;
+}
+
 int DemoTour::Run(const std::vector<std::string>& args)
 {
     CommandArgs parsed({"--sample", "--cache"}, {"--keep"});
@@ -207,6 +220,8 @@ int DemoTour::Run(const std::vector<std::string>& args)
     ok &= AroundTour(m_out, data, [this](const std::vector<std::string>& a) { return Show("search", a); });
 
     ok &= TelSteps(data);
+
+    ok &= AddressSteps(data);
 
     std::string scratch = (fs::temp_directory_path(ec) / "poi-demo-store-XXXXXX").string();
     if (ec || !mkdtemp(scratch.data()))

@@ -27,6 +27,8 @@ private:
     bool Show(const std::string& command, const std::vector<std::string>& args);
     // A real number of the sample typed digit by digit.
     bool TelSteps(const std::string& data);
+    // The category list and the search by area and category.
+    bool AddressSteps(const std::string& data);
 
     std::ostream& m_out;
     std::ostream& m_err;

@@ -10,6 +10,8 @@ const std::vector<SearchKind>& SearchKinds()
         AroundSearch(),
         NearestSearch(),
         TelSearch(),
+        AddressSearch(),
+        CategorySearch(),
     };
     return kinds;
 }

@@ -32,5 +32,7 @@ SearchKind TextSearch();    // InitialSearch.cpp
 SearchKind AroundSearch();  // AroundSearch.cpp
 SearchKind NearestSearch(); // AroundSearch.cpp
 SearchKind TelSearch();     // TelSearch.cpp
+SearchKind AddressSearch(); // AddressSearch.cpp
+SearchKind CategorySearch(); // CategorySearch.cpp
 
 } // namespace Kest
