@@ -117,5 +117,16 @@ constexpr std::size_t kInitialMaxDirect = 99;
 // The letter of that hidden branch: a zero byte, which no query can hold.
 constexpr char kInitialHiddenLetter = '\0';
 
+// ---- Sights and place names: each set in its own directory below POI/,
+// with its own record store (kPoiStoreFileId), "CoreDict.dct" and two
+// indexes: a letter trie without district levels (first-form records) and a
+// full-text index whose root names its one word table ----
+constexpr const char* kSightDir = "Sight/";
+constexpr const char* kPlaceNameDir = "PlaceName/";
+constexpr int kSightPinyinFile = 105;
+constexpr int kSightTextFile = 106;
+constexpr int kPlaceNameTextFile = 107;
+constexpr int kPlaceNamePinyinFile = 108;
+
 } // namespace NdfFormat
 } // namespace Kest

@@ -297,6 +297,8 @@ bool DataCompiler::WriteOutput(const std::string& dir)
     if (!(WritePoiStore(poiDir) && WriteAdminIndex(poiDir) && WriteCategories(poiDir) && WriteDataSets(poiDir) &&
           WriteDictionary(poiDir) && WriteInitialIndexes(poiDir) && WriteFullTextIndexes(poiDir)))
         return false;
+    if (!WriteSights(poiDir))
+        return false;
     // Last, over everything written above.
     std::string error;
     return Manifest::Write(dir, error) || Fail(error);
