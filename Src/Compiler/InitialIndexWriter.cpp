@@ -98,21 +98,20 @@ bool InitialIndexWriter::WriteNode(PageFileWriter& out, const City& city, const 
         if (m_bDeeperCounts && below > 0)
             run.back().SetInt(2, static_cast<std::uint32_t>(below));
     };
-    // The hidden letter, a zero byte, sorts (as a signed byte) after the GBK
-    // bytes and before every letter and digit; initials never hold it.
-    bool hiddenDone = hidden.empty();
+    // POIs that end at this node's prefix beyond those its letter lists
+    // follow the records of the first letter, under that letter; with no
+    // letter, under the hidden one.
+    if (byLetter.empty())
+        addLetter(static_cast<unsigned char>(NdfFormat::kInitialHiddenLetter), none, 0, hidden, 0);
     for (const auto& [letter, rows] : byLetter) {
-        if (!hiddenDone && letter >= 0) {
-            addLetter(static_cast<unsigned char>(NdfFormat::kInitialHiddenLetter), none, 0, hidden, 0);
-            hiddenDone = true;
-        }
         std::vector<std::size_t> ending, deeper;
         for (std::size_t row : rows)
             (city.rows[row].initials.size() == depth + 1 ? ending : deeper).push_back(row);
         std::vector<std::size_t> beyond;
-        if (ending.size() > kMaxDirect) {
-            beyond.assign(ending.begin() + static_cast<std::ptrdiff_t>(kMaxDirect), ending.end());
-            ending.resize(kMaxDirect);
+        const std::size_t listed = deeper.empty() ? kMaxDirect : kMaxDirect - 1;
+        if (ending.size() > listed) {
+            beyond.assign(ending.begin() + static_cast<std::ptrdiff_t>(listed), ending.end());
+            ending.resize(listed);
         }
         // Children first: a letter record names its child node's pair.
         ueglobal_addr_t child{};
@@ -120,9 +119,9 @@ bool InitialIndexWriter::WriteNode(PageFileWriter& out, const City& city, const 
         if (!WriteNode(out, city, deeper, beyond, depth + 1, child, childCount))
             return false;
         addLetter(static_cast<unsigned char>(letter), child, childCount, ending, deeper.size() + beyond.size());
+        if (!hidden.empty() && run.size() > 0 && letter == byLetter.begin()->first)
+            addLetter(static_cast<unsigned char>(letter), none, 0, hidden, 0);
     }
-    if (!hiddenDone)
-        addLetter(static_cast<unsigned char>(NdfFormat::kInitialHiddenLetter), none, 0, hidden, 0);
     if (!out.AppendRun(run, first)) {
         m_error = out.GetError();
         return false;

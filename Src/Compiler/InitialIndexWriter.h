@@ -22,12 +22,17 @@ class PageFileWriter;
 // Provinces and cities keep the order of their first POI; the
 // POIs of one trie node keep the order in which they were added.
 //
-// A prefix at which more than kMaxDirect POIs end lists the first kMaxDirect
-// in its letter's records and the rest in the node of the prefix, under the
-// hidden letter NdfFormat::kInitialHiddenLetter (which no query holds and
-// which sorts before every letter): a query stops at kMaxDirect results
-// there, before it reads that node's letters, and paging, which walks that
-// node, delivers the rest.
+// A prefix at which more POIs end than a query delivers keeps the rest in
+// the node of the prefix, where paging (which walks that node) finds them,
+// as further records of that node's first letter, behind that letter's own
+// records: a walk stops at the letter's first record and the next letters
+// are listed once, so the extra records change neither. The prefix's letter
+// then lists kMaxDirect - 1 of them and counts the rest as lying deeper, so
+// a query stops short of 100 direct hits, reads the count and offers the
+// true next letters. A node without letters of its own takes the rest under
+// the hidden letter NdfFormat::kInitialHiddenLetter (which no query holds),
+// and its prefix lists kMaxDirect: a query stops at the limit there before
+// it would read that node's letters.
 class InitialIndexWriter {
 public:
     // `deeperCounts`: store in each letter record the number of POIs below
@@ -37,8 +42,7 @@ public:
                                 std::uint32_t targetPageSize = NdfFormat::kDefaultTargetPageSize);
 
     // The most POIs the records of one letter list as ending at its prefix:
-    // the reader's query limit, which a prefix with that many direct hits
-    // always reaches.
+    // the reader's query limit.
     static constexpr std::size_t kMaxDirect = 100;
 
     // Index every name under each of its NameInitials variants (as the
