@@ -7,6 +7,8 @@ const std::vector<SearchKind>& SearchKinds()
     static const std::vector<SearchKind> kinds = {
         InitialSearch(),
         TextSearch(),
+        SightSearch(),
+        PlaceSearch(),
     };
     return kinds;
 }

@@ -29,5 +29,7 @@ const std::vector<SearchKind>& SearchKinds();
 // The entries, each defined in its kind's file.
 SearchKind InitialSearch(); // InitialSearch.cpp
 SearchKind TextSearch();    // InitialSearch.cpp
+SearchKind SightSearch();   // SightSearch.cpp
+SearchKind PlaceSearch();   // SightSearch.cpp
 
 } // namespace Kest
