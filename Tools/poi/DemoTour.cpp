@@ -27,8 +27,8 @@ const char DemoTour::kUsage[] =
     "Builds the bundled sample (Beijing and Shanghai) once into a cache\n"
     "directory, then shows poi search and poi store on it: a name typed letter\n"
     "by letter, a refinement, the same initials in each province, searches by\n"
-    "Chinese text, favourites and history. The sample is built again when its\n"
-    "files or poi change.\n"
+    "Chinese text, sights and place names, favourites and history. The sample\n"
+    "is built again when its files or poi change.\n"
     "\n"
     "options:\n"
     "  --sample DIR   the source directory to build (default: Data/Sample of the\n"
@@ -141,6 +141,16 @@ bool DemoTour::Show(const std::string& command, const std::vector<std::string>& 
     return status == 0;
 }
 
+bool DemoTour::SightStep(const std::string& data)
+{
+    m_out << "\n== Sights and place names, two small sets of their own: by initials (with next letters) and by text\n";
+    bool ok = Show("search", {"--data", data, "--limit", "3", "sight", "initial", "GG"});
+    ok &= Show("search", {"--data", data, "--limit", "3", "sight", "text", "故居"});
+    ok &= Show("search", {"--data", data, "--limit", "3", "place", "initial", "DS"});
+    ok &= Show("search", {"--data", data, "--limit", "3", "place", "text", "东四"});
+    return ok;
+}
+
 int DemoTour::Run(const std::vector<std::string>& args)
 {
     CommandArgs parsed({"--sample", "--cache"}, {"--keep"});
@@ -181,6 +191,7 @@ int DemoTour::Run(const std::vector<std::string>& args)
     ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "东四 饭店"});
     ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "11号"});
     ok &= Show("search", {"--data", data, "text", "--province", "上海", "--limit", "3", "--refine", "路", "饭店"});
+    ok &= SightStep(data);
 
     std::string scratch = (fs::temp_directory_path(ec) / "poi-demo-store-XXXXXX").string();
     if (ec || !mkdtemp(scratch.data()))

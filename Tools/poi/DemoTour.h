@@ -25,6 +25,8 @@ private:
     bool Prepare(const std::string& sample, const std::string& cache, std::string& data);
     // Prints the command, runs it, and reports whether it succeeded.
     bool Show(const std::string& command, const std::vector<std::string>& args);
+    // The sights and place names, by initials and by text.
+    bool SightStep(const std::string& data);
 
     std::ostream& m_out;
     std::ostream& m_err;
