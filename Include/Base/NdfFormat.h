@@ -151,6 +151,16 @@ constexpr double kAroundMinCellSize = 0.0025;
 // POI store). The header's depth is the number of area levels.
 constexpr std::uint16_t kCategoryIndexFileId = 100;
 constexpr int kCategoryIndexDepth = 3;
+// ---- Sights and place names: each set in its own directory below POI/,
+// with its own record store (kPoiStoreFileId), "CoreDict.dct" and two
+// indexes: a letter trie without district levels (first-form records) and a
+// full-text index whose root names its one word table ----
+constexpr const char* kSightDir = "Sight/";
+constexpr const char* kPlaceNameDir = "PlaceName/";
+constexpr int kSightPinyinFile = 105;
+constexpr int kSightTextFile = 106;
+constexpr int kPlaceNameTextFile = 107;
+constexpr int kPlaceNamePinyinFile = 108;
 
 } // namespace NdfFormat
 } // namespace Kest

@@ -131,6 +131,20 @@ public:
     // `level` 1 to 4: at 1 and 2 GetPOIInfo reads only the name of a hit.
     bool QueryByAddress(int level, const char* province, const char* city, const char* county,
                         const char* category);
+    // ---- Sights and place names, each its own small set of POIs ----
+    // By the pinyin initials typed so far ("POI/Sight/105.ndf",
+    // "POI/PlaceName/108.ndf"): at most 100 hit runs, paged like the
+    // search by initials; `nextChars` gets the letters that may be typed
+    // next (engine-owned, valid until the next search that gives next
+    // characters), `nextCount` their number. The sight buffer ends with a
+    // zero byte; the place-name buffer holds exactly `nextCount` bytes.
+    bool QuerySightByPY(const char* initials, char*& nextChars, int& nextCount);
+    bool QueryPlaceNameByPY(const char* initials, char*& nextChars, int& nextCount);
+    // By Chinese text ("POI/Sight/106.ndf", "POI/PlaceName/107.ndf"): the
+    // names holding the text's words in order, by where the match ends; at
+    // most 100 hit runs, no paging.
+    bool QuerySightByText(const char* text);
+    bool QueryPlaceNameByText(const char* text);
 
     // ---- Damage (beside the searches; their results are unchanged) ----
     // The first file or page of the data directory that failed its check
@@ -163,6 +177,13 @@ protected:
     int OpenIndex(eNdfIndex& index, const eString& directory, int fileNumber);
     // Sets the kind and pool of an around search and opens the grid.
     bool PrepareAround();
+    // The sight and place-name searches (ePOIEngineManagerSight.cpp):
+    // `reader` is the method's own member, `sight` tells the set.
+    bool QuerySetByPY(eNdfIndex*& reader, bool sight, const char* initials, char*& nextChars, int& nextCount);
+    bool QuerySetByText(eNdfIndex*& reader, bool sight, const char* text);
+    // Reads the header of "<directory><fileNumber>.ndf" into `index`,
+    // whatever it read before.
+    bool ReadIndexHeader(eNdfIndex& index, const eString& directory, int fileNumber);
     // Forgets the damage found before a new search (see GetLastDamage).
     void BeginSearch();
     // A refinement's result: the record set over the kept hits, one each.

@@ -298,7 +298,7 @@ bool DataCompiler::WriteOutput(const std::string& dir)
           WriteDictionary(poiDir) && WriteInitialIndexes(poiDir) && WriteFullTextIndexes(poiDir)))
         return false;
     // Each search's own files.
-    if (!(WriteTel(poiDir) && WriteAround(poiDir) && WriteAddressIndex(poiDir)))
+    if (!(WriteTel(poiDir) && WriteAround(poiDir) && WriteAddressIndex(poiDir) && WriteSights(poiDir)))
         return false;
     // Last, over everything written above.
     std::string error;

@@ -32,8 +32,13 @@ namespace Kest {
 //   OUT/POI/Tel/102.ndf          telephone trie over it
 //   OUT/POI/100.ndf              category index of the search by address
 //
-// Sights, place names and crossroads are read and checked like POIs; their
-// own stores are not written yet.
+//   OUT/POI/Sight/               sights.csv: record store 1.ndf, CoreDict.dct,
+//                                105.ndf by initials, 106.ndf by text
+//   OUT/POI/PlaceName/           placenames.csv: 1.ndf, CoreDict.dct,
+//                                108.ndf by initials, 107.ndf by text
+//
+// Crossroads are read and checked like POIs; their own store is not
+// written yet.
 //
 // Rejected rows go to the report stream as "file:line: reason"; the build
 // goes on without them unless `strict` is set. Everything is written into a
@@ -108,6 +113,10 @@ private:
     bool WriteAround(const std::string& dir);
     bool WriteTel(const std::string& dir);
     bool WriteAddressIndex(const std::string& dir);
+    // POI/Sight/ and POI/PlaceName/ (DataCompilerSight.cpp).
+    bool WriteSights(const std::string& dir);
+    bool WriteSightSet(const std::string& dir, const std::string& name, std::size_t first, std::size_t count,
+                       int pinyinFile, int textFile);
     bool WriteFile(const std::string& path, const std::string& bytes);
     std::string SourcePath(const std::string& name) const;
 

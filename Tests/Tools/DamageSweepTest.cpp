@@ -52,6 +52,10 @@ std::vector<std::vector<std::string>> Searches(const std::string& dir)
         {"around", "116.4374", "39.8893", "2000"},
         {"--type", "2000", "around", "121.4737", "31.2304", "1km"},
         {"nearest", "121.4737", "31.2304"},
+        {"sight", "initial", "S"},
+        {"sight", "text", "公园"},
+        {"place", "initial", "J"},
+        {"--refine", "东", "place", "text", "街道"},
     };
     std::vector<std::vector<std::string>> searches;
     for (const auto& tail : tails) {

@@ -174,6 +174,13 @@ bool DemoTour::AddressSteps(const std::string& data)
                           "--category", "咖啡厅", "--limit", "3"});
     ok &= Show("search", {"--data", data, "address", "--province", "上海", "--city", "上海", "--county", "*",
                           "--category", "2025", "--level", "2", "--limit", "3", "--json"});
+bool DemoTour::SightStep(const std::string& data)
+{
+    m_out << "\n== Sights and place names, two small sets of their own: by initials (with next letters) and by text\n";
+    bool ok = Show("search", {"--data", data, "--limit", "3", "sight", "initial", "GG"});
+    ok &= Show("search", {"--data", data, "--limit", "3", "sight", "text", "故居"});
+    ok &= Show("search", {"--data", data, "--limit", "3", "place", "initial", "DS"});
+    ok &= Show("search", {"--data", data, "--limit", "3", "place", "text", "东四"});
     return ok;
 }
 
@@ -222,6 +229,7 @@ int DemoTour::Run(const std::vector<std::string>& args)
     ok &= TelSteps(data);
 
     ok &= AddressSteps(data);
+    ok &= SightStep(data);
 
     std::string scratch = (fs::temp_directory_path(ec) / "poi-demo-store-XXXXXX").string();
     if (ec || !mkdtemp(scratch.data()))

@@ -29,6 +29,8 @@ private:
     bool TelSteps(const std::string& data);
     // The category list and the search by area and category.
     bool AddressSteps(const std::string& data);
+    // The sights and place names, by initials and by text.
+    bool SightStep(const std::string& data);
 
     std::ostream& m_out;
     std::ostream& m_err;

@@ -12,6 +12,8 @@ const std::vector<SearchKind>& SearchKinds()
         TelSearch(),
         AddressSearch(),
         CategorySearch(),
+        SightSearch(),
+        PlaceSearch(),
     };
     return kinds;
 }

@@ -34,5 +34,7 @@ SearchKind NearestSearch(); // AroundSearch.cpp
 SearchKind TelSearch();     // TelSearch.cpp
 SearchKind AddressSearch(); // AddressSearch.cpp
 SearchKind CategorySearch(); // CategorySearch.cpp
+SearchKind SightSearch();   // SightSearch.cpp
+SearchKind PlaceSearch();   // SightSearch.cpp
 
 } // namespace Kest
