@@ -26,9 +26,14 @@ namespace Kest {
 //   OUT/POI/datasets.txt         data set numbers and province names
 //   OUT/POI/<100+n>.ndf          pinyin-initial index of data set n
 //   OUT/POI/<200+n>.ndf          full-text index of data set n
+//   OUT/POI/CrossRoad/           the crossroads (crossroads.csv): their own
+//                                record store 1.ndf, CoreDict.dct (the same
+//                                bytes as POI/CoreDict.dct), and per data set
+//                                n the full-text index <300+n>.ndf and the
+//                                pinyin-initial index <400+n>.ndf (first form)
 //
-// Sights, place names and crossroads are read and checked like POIs; their
-// own stores are not written yet.
+// Sights and place names are read and checked like POIs; their own stores
+// are not written yet.
 //
 // Rejected rows go to the report stream as "file:line: reason"; the build
 // goes on without them unless `strict` is set. Everything is written into a
@@ -63,6 +68,8 @@ public:
         std::size_t dictVocabulary = 0;  // words offered first: letters, digits and the data's own
         std::size_t dictNoRoom = 0;      // words left out for lack of room
         std::size_t textWords = 0;       // postings (word, position) of names in the full-text indexes
+        std::size_t crossroads = 0;      // records in the crossroad store
+        std::size_t crossroadsSplit = 0; // of them, names split into two roads (CrossroadName)
         std::size_t Rejected() const;
     };
 
@@ -97,6 +104,8 @@ private:
     bool WriteDataSets(const std::string& dir);
     bool WriteInitialIndexes(const std::string& dir);
     bool WriteFullTextIndexes(const std::string& dir);
+    // POI/CrossRoad/ (DataCompilerCross.cpp).
+    bool WriteCrossroads(const std::string& dir);
     bool WriteFile(const std::string& path, const std::string& bytes);
     std::string SourcePath(const std::string& name) const;
 
@@ -109,7 +118,7 @@ private:
     Gazetteer m_gazetteer;
     CategoryList m_categories;
     std::vector<std::string> m_gbkProvinces, m_gbkCities, m_gbkCounties; // by gazetteer index
-    std::vector<SourceRow> m_pois, m_others;
+    std::vector<SourceRow> m_pois, m_others, m_crossroads;
     std::vector<std::pair<std::string, long long>> m_words; // GBK word, frequency
     std::vector<ueglobal_addr_t> m_poiAddrs;                // by position in m_pois once sorted
 };
