@@ -108,7 +108,11 @@ std::vector<std::string> CrossroadName::TextForms() const
 {
     if (!m_bSplit)
         return {m_name};
-    return {m_name, m_second + m_joiner + m_first + m_suffix};
+    // Both forms post under one record address, and the search joins the
+    // words of a phrase by address and byte position: the swapped form
+    // starts past the end of the name, so that no phrase joins a word of one
+    // form to a word of the other.
+    return {m_name, std::string(m_name.size() + 1, ' ') + m_second + m_joiner + m_first + m_suffix};
 }
 
 std::vector<std::string> CrossroadName::InitialKeys(int depth) const

@@ -33,7 +33,9 @@ public:
 
     // The texts the crossroad is indexed under for a search by text: the name
     // as written and, when split, the name with its roads swapped (B街与A路
-    // 交叉口), so that a phrase typed in either order is found.
+    // 交叉口), so that a phrase typed in either order is found. The swapped
+    // form is led by spaces (one more than the name has bytes), which nothing
+    // is posted for: its byte positions lie past the name's.
     std::vector<std::string> TextForms() const;
 
     // The initials the crossroad is indexed under: the initials a person types
