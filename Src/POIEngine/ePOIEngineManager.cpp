@@ -116,8 +116,13 @@ eString ePOIEngineManager::GetLastDamage() const
 {
     // The pool names the first bad page of this search. The area index is
     // read once, so its damage stays until the path is set again.
-    if (m_pPool != nullptr && !m_pPool->GetDamage().IsEmpty())
-        return eString("POI/") + m_pPool->GetDamage();
+    // The pool reads one directory below the data path at a time ("P/POI/",
+    // "P/POI/CrossRoad/"): the damage is named below the data path.
+    if (m_pPool != nullptr && !m_pPool->GetDamage().IsEmpty()) {
+        const eString& dir = m_pPool->GetDataPath();
+        const int skip = m_strPoiPath.GetLength() + 1;
+        return (dir.GetLength() > skip ? dir.Mid(skip) : eString("POI/")) + m_pPool->GetDamage();
+    }
     if (m_AdminIndex.IsDamaged())
         return eString("POI/AdminIndex.ndf");
     return eString();
