@@ -27,8 +27,8 @@ const char DemoTour::kUsage[] =
     "Builds the bundled sample (Beijing and Shanghai) once into a cache\n"
     "directory, then shows poi search and poi store on it: a name typed letter\n"
     "by letter, a refinement, the same initials in each province, searches by\n"
-    "Chinese text, favourites and history. The sample is built again when its\n"
-    "files or poi change.\n"
+    "Chinese text, crossroads, favourites and history. The sample is built\n"
+    "again when its files or poi change.\n"
     "\n"
     "options:\n"
     "  --sample DIR   the source directory to build (default: Data/Sample of the\n"
@@ -141,6 +141,15 @@ bool DemoTour::Show(const std::string& command, const std::vector<std::string>& 
     return status == 0;
 }
 
+bool DemoTour::CrossroadStep(const std::string& data)
+{
+    m_out << "\n== Crossroads from either road: 体育馆路与东外大街交叉口 typed TYGL... or DWDJ..., and by road names\n";
+    bool ok = Show("search", {"--data", data, "cross", "initial", "--province", "北京", "--limit", "3", "TYGL"});
+    ok &= Show("search", {"--data", data, "cross", "initial", "--province", "北京", "--limit", "3", "DWDJTY"});
+    ok &= Show("search", {"--data", data, "cross", "text", "--province", "北京", "--limit", "3", "东外大街与体育馆路"});
+    return ok;
+}
+
 int DemoTour::Run(const std::vector<std::string>& args)
 {
     CommandArgs parsed({"--sample", "--cache"}, {"--keep"});
@@ -181,6 +190,8 @@ int DemoTour::Run(const std::vector<std::string>& args)
     ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "东四 饭店"});
     ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "11号"});
     ok &= Show("search", {"--data", data, "text", "--province", "上海", "--limit", "3", "--refine", "路", "饭店"});
+
+    ok &= CrossroadStep(data);
 
     std::string scratch = (fs::temp_directory_path(ec) / "poi-demo-store-XXXXXX").string();
     if (ec || !mkdtemp(scratch.data()))
