@@ -33,7 +33,8 @@ bool ePOIEngineManager::ReadCrossIndexHeader(eNdfIndex& index, const eString& di
         return false;
     unsigned char root[sizeof(ueglobal_addr_t)];
     unsigned char depth[4];
-    const bool ok = std::fread(root, 1, sizeof root, fp) == sizeof root && std::fread(depth, 1, sizeof depth, fp) == sizeof depth;
+    const bool ok = std::fread(root, 1, sizeof root, fp) == sizeof root &&
+                    std::fread(depth, 1, sizeof depth, fp) == sizeof depth;
     std::fclose(fp);
     if (!ok)
         return false;

@@ -27,8 +27,9 @@ int ReadMode(SearchRun& run, int& mode)
     errno = 0;
     const long value = std::strtol(text.c_str(), &end, 10);
     if (text.empty() || *end != '\0' || errno != 0 || value > 3 || value < -1000)
-        return run.Fail(2, "--mode '" + text + "' is not a mode: give 0 (no keys), 1 (the province only) or 2, 3 or a "
-                           "negative number (province, city and what is typed; the default)");
+        return run.Fail(2, "--mode '" + text +
+                               "' is not a mode: give 0 (no keys), 1 (the province only) or 2, 3 or a negative "
+                               "number (province, city and what is typed; the default)");
     mode = static_cast<int>(value);
     return 0;
 }
@@ -45,7 +46,8 @@ int RunCross(SearchRun& run)
     if (int status = run.Paging(offset, limit))
         return status;
     if (run.Words()[1].empty())
-        return run.Fail(2, text ? "TEXT is empty: type at least one road name" : "INITIALS is empty: type at least one letter");
+        return run.Fail(2, text ? "TEXT is empty: type at least one road name"
+                                : "INITIALS is empty: type at least one letter");
     int mode = 3;
     if (int status = ReadMode(run, mode))
         return status;
@@ -60,7 +62,9 @@ int RunCross(SearchRun& run)
     // is typed is searched in the same form.
     if (text)
         keys[2] = SegFullTextIndexWriter::Widen(keys[2]);
-    if (int status = run.OpenData(text ? std::vector<std::string>{"POI/CrossRoad/CoreDict.dct"} : std::vector<std::string>{}))
+    const std::vector<std::string> verify =
+        text ? std::vector<std::string>{"POI/CrossRoad/CoreDict.dct"} : std::vector<std::string>{};
+    if (int status = run.OpenData(verify))
         return status;
     DataSetList::DataSet set;
     if (int status = run.ChooseDataSet(set))
@@ -71,9 +75,10 @@ int RunCross(SearchRun& run)
     engine.SetPoiPath(dir.c_str());
     char* next = nullptr;
     int nextCount = 0;
-    const bool ok = text ? engine.QueryCrossRoadByText(mode, set.number, keys[0].c_str(), keys[1].c_str(), keys[2].c_str())
-                         : engine.QueryCrossRoadByPY(mode, set.number, keys[0].c_str(), keys[1].c_str(),
-                                                     keys[2].c_str(), next, nextCount);
+    const bool ok =
+        text ? engine.QueryCrossRoadByText(mode, set.number, keys[0].c_str(), keys[1].c_str(), keys[2].c_str())
+             : engine.QueryCrossRoadByPY(mode, set.number, keys[0].c_str(), keys[1].c_str(), keys[2].c_str(), next,
+                                         nextCount);
     if (!ok)
         return run.Damaged(engine) ? 1
                                    : run.Fail(1, "the crossroad index of data set " + std::to_string(set.number) + " (" +
