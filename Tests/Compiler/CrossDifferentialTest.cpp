@@ -3,7 +3,8 @@
 // initials (of either road first, partial, past the index depth, nothing
 // matching) and by road text (either road, a part of one, both in either
 // order, with a space, nothing matching) must give what straight loops over
-// the rows of crossroads.csv give. Each crossroad counts once per index entry
+// the rows of crossroads.csv give: 700 queries by initials and 500 by text.
+// Each crossroad counts once per index entry
 // (CrossroadName: both orders of its roads).
 
 #include <gtest/gtest.h>
@@ -219,7 +220,7 @@ TEST_F(CrossDifferential, InitialsMatchTheOracle)
     std::mt19937 rng(20261125);
     const int modes[] = {2, 3, -1, -7};
     int withHits = 0, paged = 0, failed = 0;
-    for (int q = 0; q < 1200; ++q) {
+    for (int q = 0; q < 700; ++q) {
         const Crossroad& source = m_rows[rng() % m_rows.size()];
         const auto districts = Districts(rng, source.province);
         std::string typed;
@@ -296,9 +297,9 @@ TEST_F(CrossDifferential, InitialsMatchTheOracle)
         withHits += !want.empty();
         paged += count > direct;
     }
-    EXPECT_GT(withHits, 700);
-    EXPECT_GT(paged, 500);
-    EXPECT_GT(failed, 50);
+    EXPECT_GT(withHits, 400);
+    EXPECT_GT(paged, 280);
+    EXPECT_GT(failed, 25);
 }
 
 TEST_F(CrossDifferential, TextMatchesTheOracle)
@@ -309,7 +310,7 @@ TEST_F(CrossDifferential, TextMatchesTheOracle)
     eMMWordSeg seg;
     seg.SetDict(eDictionary::GetInstance());
     int withHits = 0, capped = 0, swapped = 0;
-    for (int q = 0; q < 1000; ++q) {
+    for (int q = 0; q < 500; ++q) {
         const Crossroad& source = m_rows[rng() % m_rows.size()];
         const auto districts = Districts(rng, source.province);
         const CrossroadName name(source.name);
@@ -362,9 +363,9 @@ TEST_F(CrossDifferential, TextMatchesTheOracle)
         }
         withHits += !want.empty();
     }
-    EXPECT_GT(withHits, 500);
-    EXPECT_GT(capped, 10);
-    EXPECT_GT(swapped, 100);
+    EXPECT_GT(withHits, 250);
+    EXPECT_GT(capped, 5);
+    EXPECT_GT(swapped, 50);
 }
 
 } // namespace

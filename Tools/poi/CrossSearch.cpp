@@ -3,6 +3,7 @@
 // names as Chinese words), over "POI/CrossRoad/" of the data directory.
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 
 #include "Compiler/GbkCodec.h"
@@ -26,7 +27,7 @@ int ReadMode(SearchRun& run, int& mode)
     char* end = nullptr;
     errno = 0;
     const long value = std::strtol(text.c_str(), &end, 10);
-    if (text.empty() || *end != '\0' || errno != 0 || value > 3 || value < -1000)
+    if (text.empty() || *end != '\0' || errno != 0 || value > 3 || value < INT_MIN)
         return run.Fail(2, "--mode '" + text +
                                "' is not a mode: give 0 (no keys), 1 (the province only) or 2, 3 or a negative "
                                "number (province, city and what is typed; the default)");
