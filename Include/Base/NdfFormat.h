@@ -100,6 +100,10 @@ constexpr std::uint32_t kPoiStorePageSize = 1024;
 // File numbers of a data set's indexes: the data set plus these.
 constexpr int kInitialFileBase = 100;
 constexpr int kFullTextFileBase = 200;
+// File numbers of a data set's crossroad indexes in "POI/CrossRoad/": the
+// full-text index and the pinyin-initial index (first form).
+constexpr int kCrossTextFileBase = 300;
+constexpr int kCrossInitialFileBase = 400;
 // Letters of initials an index resolves unless its writer is told otherwise.
 constexpr int kInitialDefaultDepth = 10;
 // A result record of the second form counts at most this many further POIs

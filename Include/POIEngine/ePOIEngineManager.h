@@ -145,6 +145,24 @@ public:
     // most 100 hit runs, no paging.
     bool QuerySightByText(const char* text);
     bool QueryPlaceNameByText(const char* text);
+    // ---- Crossroads (data in "P/POI/CrossRoad/", its own record store) ----
+    // File number of a data set's crossroad indexes: `nFileNo` plus these.
+    static constexpr int kCrossInitialFileBase = NdfFormat::kCrossInitialFileBase;
+    static constexpr int kCrossTextFileBase = NdfFormat::kCrossTextFileBase;
+    // By the pinyin initials of the road names. `nMode` chooses the keys:
+    // none (0), `szFirst` (1: a province, whose crossroads' district nodes
+    // come back rather than crossroads), or all three (2, 3 or any negative
+    // value: province, city, initials; "*" for every district); above 3 the
+    // call fails at once. Each crossroad is indexed under the initials of
+    // both of its roads in both orders. The first batch holds kFirstBatch
+    // hits, the rest is paged in as for QueryByInitial; `szNextLetters`
+    // (engine-owned) holds the letters that may be typed next.
+    bool QueryCrossRoadByPY(int nMode, int nFileNo, const char* szFirst, const char* szSecond, const char* szThird,
+                            char*& szNextLetters, int& nNextCount);
+    // By road-name text: the same modes, the text third (searched as given:
+    // no widening of digits or letters). At most kFirstBatch hits.
+    bool QueryCrossRoadByText(int nMode, int nFileNo, const char* szFirst, const char* szSecond,
+                              const char* szThird);
 
     // ---- Damage (beside the searches; their results are unchanged) ----
     // The first file or page of the data directory that failed its check
@@ -184,6 +202,14 @@ protected:
     // Reads the header of "<directory><fileNumber>.ndf" into `index`,
     // whatever it read before.
     bool ReadIndexHeader(eNdfIndex& index, const eString& directory, int fileNumber);
+    // Reads the header of "<directory><fileNumber>.ndf" into `index`
+    // whatever file it reads now (the crossroad searches decide themselves
+    // when to re-read); false when the file is missing or short.
+    bool ReadCrossIndexHeader(eNdfIndex& index, const eString& directory, int fileNumber);
+    // The key list of a crossroad search's mode (0 none, 1 the first, else
+    // all three).
+    static void CrossKeys(int nMode, const char* szFirst, const char* szSecond, const char* szThird,
+                          eArray<eString>& keys);
     // Forgets the damage found before a new search (see GetLastDamage).
     void BeginSearch();
     // A refinement's result: the record set over the kept hits, one each.
@@ -211,7 +237,7 @@ protected:
     eNdfIndex* m_pIndexSightText = nullptr;
     eNdfIndex* m_pIndexTel = nullptr;
     eNdfIndex* m_pIndexCrossText = nullptr;
-    eNdfIndex* m_pIndexCrossPY = nullptr;
+    eNdfIndexInitial* m_pIndexCrossPY = nullptr;
     eNdfIndex* m_pIndexAddress = nullptr;
     eNdfIndex* m_pIndexPlaceText = nullptr;
     eNdfIndex* m_pIndexPlacePY = nullptr;

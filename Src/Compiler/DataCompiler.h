@@ -36,9 +36,11 @@ namespace Kest {
 //                                105.ndf by initials, 106.ndf by text
 //   OUT/POI/PlaceName/           placenames.csv: 1.ndf, CoreDict.dct,
 //                                108.ndf by initials, 107.ndf by text
-//
-// Crossroads are read and checked like POIs; their own store is not
-// written yet.
+//   OUT/POI/CrossRoad/           the crossroads (crossroads.csv): their own
+//                                record store 1.ndf, CoreDict.dct (the same
+//                                bytes as POI/CoreDict.dct), and per data set
+//                                n the full-text index <300+n>.ndf and the
+//                                pinyin-initial index <400+n>.ndf (first form)
 //
 // Rejected rows go to the report stream as "file:line: reason"; the build
 // goes on without them unless `strict` is set. Everything is written into a
@@ -75,6 +77,8 @@ public:
         std::size_t textWords = 0;       // postings (word, position) of names in the full-text indexes
         std::size_t telNumbers = 0;      // records of the telephone store: (number, POI) pairs
         std::size_t rejectedPhones = 0;  // numbers of phone fields left out of the telephone index
+        std::size_t crossroads = 0;      // records in the crossroad store
+        std::size_t crossroadsSplit = 0; // of them, names split into two roads (CrossroadName)
         std::size_t Rejected() const;
     };
 
@@ -117,6 +121,8 @@ private:
     bool WriteSights(const std::string& dir);
     bool WriteSightSet(const std::string& dir, const std::string& name, std::size_t first, std::size_t count,
                        int pinyinFile, int textFile);
+    // POI/CrossRoad/ (DataCompilerCross.cpp).
+    bool WriteCrossroads(const std::string& dir);
     bool WriteFile(const std::string& path, const std::string& bytes);
     std::string SourcePath(const std::string& name) const;
 
@@ -129,7 +135,7 @@ private:
     Gazetteer m_gazetteer;
     CategoryList m_categories;
     std::vector<std::string> m_gbkProvinces, m_gbkCities, m_gbkCounties; // by gazetteer index
-    std::vector<SourceRow> m_pois, m_others;
+    std::vector<SourceRow> m_pois, m_others, m_crossroads;
     std::vector<std::pair<std::string, long long>> m_words; // GBK word, frequency
     std::vector<ueglobal_addr_t> m_poiAddrs;                // by position in m_pois once sorted
 };

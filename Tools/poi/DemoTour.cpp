@@ -174,6 +174,9 @@ bool DemoTour::AddressSteps(const std::string& data)
                           "--category", "咖啡厅", "--limit", "3"});
     ok &= Show("search", {"--data", data, "address", "--province", "上海", "--city", "上海", "--county", "*",
                           "--category", "2025", "--level", "2", "--limit", "3", "--json"});
+    return ok;
+}
+
 bool DemoTour::SightStep(const std::string& data)
 {
     m_out << "\n== Sights and place names, two small sets of their own: by initials (with next letters) and by text\n";
@@ -181,6 +184,12 @@ bool DemoTour::SightStep(const std::string& data)
     ok &= Show("search", {"--data", data, "--limit", "3", "sight", "text", "故居"});
     ok &= Show("search", {"--data", data, "--limit", "3", "place", "initial", "DS"});
     ok &= Show("search", {"--data", data, "--limit", "3", "place", "text", "东四"});
+bool DemoTour::CrossroadStep(const std::string& data)
+{
+    m_out << "\n== Crossroads from either road: 体育馆路与东外大街交叉口 typed TYGL... or DWDJ..., and by road names\n";
+    bool ok = Show("search", {"--data", data, "cross", "initial", "--province", "北京", "--limit", "3", "TYGL"});
+    ok &= Show("search", {"--data", data, "cross", "initial", "--province", "北京", "--limit", "3", "DWDJTY"});
+    ok &= Show("search", {"--data", data, "cross", "text", "--province", "北京", "--limit", "3", "东外大街与体育馆路"});
     return ok;
 }
 
@@ -230,6 +239,8 @@ int DemoTour::Run(const std::vector<std::string>& args)
 
     ok &= AddressSteps(data);
     ok &= SightStep(data);
+
+    ok &= CrossroadStep(data);
 
     std::string scratch = (fs::temp_directory_path(ec) / "poi-demo-store-XXXXXX").string();
     if (ec || !mkdtemp(scratch.data()))

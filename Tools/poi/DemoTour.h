@@ -31,6 +31,8 @@ private:
     bool AddressSteps(const std::string& data);
     // The sights and place names, by initials and by text.
     bool SightStep(const std::string& data);
+    // Crossroads found from either road, by initials and by text.
+    bool CrossroadStep(const std::string& data);
 
     std::ostream& m_out;
     std::ostream& m_err;

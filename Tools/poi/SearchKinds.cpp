@@ -14,6 +14,7 @@ const std::vector<SearchKind>& SearchKinds()
         CategorySearch(),
         SightSearch(),
         PlaceSearch(),
+        CrossSearch(),
     };
     return kinds;
 }

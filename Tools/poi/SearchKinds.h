@@ -36,5 +36,6 @@ SearchKind AddressSearch(); // AddressSearch.cpp
 SearchKind CategorySearch(); // CategorySearch.cpp
 SearchKind SightSearch();   // SightSearch.cpp
 SearchKind PlaceSearch();   // SightSearch.cpp
+SearchKind CrossSearch();   // CrossSearch.cpp
 
 } // namespace Kest
