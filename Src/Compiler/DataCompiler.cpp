@@ -295,7 +295,7 @@ bool DataCompiler::WriteOutput(const std::string& dir)
     if (ec)
         return Fail("cannot create '" + poiDir + "Around': " + ec.message());
     if (!(WritePoiStore(poiDir) && WriteAdminIndex(poiDir) && WriteCategories(poiDir) && WriteDataSets(poiDir) &&
-          WriteDictionary(poiDir) && WriteInitialIndexes(poiDir) && WriteFullTextIndexes(poiDir)))
+          WriteDictionary(poiDir) && WriteInitialIndexes(poiDir) && WriteFullTextIndexes(poiDir) && WriteDistrict(poiDir)))
         return false;
     // Last, over everything written above.
     std::string error;

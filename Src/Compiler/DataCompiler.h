@@ -26,6 +26,7 @@ namespace Kest {
 //   OUT/POI/datasets.txt         data set numbers and province names
 //   OUT/POI/<100+n>.ndf          pinyin-initial index of data set n
 //   OUT/POI/<200+n>.ndf          full-text index of data set n
+//   OUT/POI/101.ndf              district index: coordinate -> county number
 //
 // Sights, place names and crossroads are read and checked like POIs; their
 // own stores are not written yet.
@@ -97,6 +98,7 @@ private:
     bool WriteDataSets(const std::string& dir);
     bool WriteInitialIndexes(const std::string& dir);
     bool WriteFullTextIndexes(const std::string& dir);
+    bool WriteDistrict(const std::string& dir);
     bool WriteFile(const std::string& path, const std::string& bytes);
     std::string SourcePath(const std::string& name) const;
 

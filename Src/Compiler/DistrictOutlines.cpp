@@ -1,0 +1,188 @@
+#include "Compiler/DistrictOutlines.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <memory>
+
+#include <geos_c.h>
+
+namespace Kest {
+namespace {
+
+// One GEOS context for one union, with its last message kept for the error.
+class Context {
+public:
+    Context() : m_ctx(GEOS_init_r())
+    {
+        GEOSContext_setErrorMessageHandler_r(m_ctx, &Context::OnError, this);
+        GEOSContext_setNoticeMessageHandler_r(m_ctx, &Context::OnNotice, this);
+    }
+    ~Context() { GEOS_finish_r(m_ctx); }
+    Context(const Context&) = delete;
+    Context& operator=(const Context&) = delete;
+
+    GEOSContextHandle_t Get() const { return m_ctx; }
+    const std::string& Message() const { return m_message; }
+
+private:
+    static void OnError(const char* message, void* self)
+    {
+        static_cast<Context*>(self)->m_message = message ? message : "GEOS error";
+    }
+    static void OnNotice(const char*, void*) {}
+
+    GEOSContextHandle_t m_ctx;
+    std::string m_message;
+};
+
+struct GeomDeleter {
+    GEOSContextHandle_t ctx;
+    void operator()(GEOSGeometry* g) const
+    {
+        if (g)
+            GEOSGeom_destroy_r(ctx, g);
+    }
+};
+using Geom = std::unique_ptr<GEOSGeometry, GeomDeleter>;
+
+GEOSGeometry* MakeRing(GEOSContextHandle_t ctx, const DistrictOutlines::Ring& ring)
+{
+    std::vector<double> xy;
+    xy.reserve(2 * ring.size() + 2);
+    for (const ePoint2D& p : ring) {
+        xy.push_back(p.x);
+        xy.push_back(p.y);
+    }
+    if (!ring.empty() && !(ring.front() == ring.back())) {
+        xy.push_back(ring.front().x);
+        xy.push_back(ring.front().y);
+    }
+    GEOSCoordSequence* seq =
+        GEOSCoordSeq_copyFromBuffer_r(ctx, xy.data(), static_cast<unsigned int>(xy.size() / 2), 0, 0);
+    return seq ? GEOSGeom_createLinearRing_r(ctx, seq) : nullptr;
+}
+
+GEOSGeometry* MakePolygon(GEOSContextHandle_t ctx, const DistrictOutlines::Polygon& polygon)
+{
+    if (polygon.empty() || polygon[0].size() < 3)
+        return nullptr;
+    GEOSGeometry* shell = MakeRing(ctx, polygon[0]);
+    if (!shell)
+        return nullptr;
+    std::vector<GEOSGeometry*> holes;
+    for (std::size_t i = 1; i < polygon.size(); ++i) {
+        if (polygon[i].size() < 3)
+            continue;
+        if (GEOSGeometry* hole = MakeRing(ctx, polygon[i]))
+            holes.push_back(hole);
+    }
+    return GEOSGeom_createPolygon_r(ctx, shell, holes.data(), static_cast<unsigned int>(holes.size()));
+}
+
+DistrictOutlines::Ring ReadRing(GEOSContextHandle_t ctx, const GEOSGeometry* ring)
+{
+    DistrictOutlines::Ring out;
+    const GEOSCoordSequence* seq = GEOSGeom_getCoordSeq_r(ctx, ring);
+    unsigned int size = 0;
+    if (!seq || !GEOSCoordSeq_getSize_r(ctx, seq, &size))
+        return out;
+    for (unsigned int i = 0; i < size; ++i) {
+        double x = 0, y = 0;
+        GEOSCoordSeq_getXY_r(ctx, seq, i, &x, &y);
+        out.emplace_back(x, y);
+    }
+    if (out.size() > 1 && out.front() == out.back())
+        out.pop_back();
+    return out;
+}
+
+} // namespace
+
+double DistrictOutlines::RingArea(const Ring& ring)
+{
+    double twice = 0;
+    for (std::size_t i = 0, n = ring.size(); i < n; ++i) {
+        const ePoint2D& a = ring[i];
+        const ePoint2D& b = ring[(i + 1) % n];
+        twice += a.x * b.y - b.x * a.y;
+    }
+    return std::fabs(twice) / 2;
+}
+
+void DistrictOutlines::LargestFirst(std::vector<Polygon>& polygons)
+{
+    std::vector<std::pair<double, std::size_t>> order;
+    for (std::size_t i = 0; i < polygons.size(); ++i)
+        order.emplace_back(polygons[i].empty() ? 0.0 : RingArea(polygons[i][0]), i);
+    std::stable_sort(order.begin(), order.end(),
+                     [](const auto& a, const auto& b) { return a.first > b.first; });
+    std::vector<Polygon> sorted;
+    sorted.reserve(polygons.size());
+    for (const auto& entry : order)
+        sorted.push_back(std::move(polygons[entry.second]));
+    polygons = std::move(sorted);
+}
+
+bool DistrictOutlines::Union(const std::vector<Polygon>& polygons, std::vector<Polygon>& out, std::string& error)
+{
+    out.clear();
+    Context context;
+    GEOSContextHandle_t ctx = context.Get();
+    std::vector<GEOSGeometry*> parts;
+    for (const Polygon& polygon : polygons) {
+        GEOSGeometry* g = MakePolygon(ctx, polygon);
+        if (!g)
+            continue;
+        if (GEOSisValid_r(ctx, g) != 1) {
+            GEOSGeometry* valid = GEOSMakeValid_r(ctx, g);
+            GEOSGeom_destroy_r(ctx, g);
+            if (!valid)
+                continue;
+            g = valid;
+        }
+        parts.push_back(g);
+    }
+    // The collection takes the parts over.
+    Geom collection(GEOSGeom_createCollection_r(ctx, GEOS_GEOMETRYCOLLECTION, parts.data(),
+                                                static_cast<unsigned int>(parts.size())),
+                    GeomDeleter{ctx});
+    if (!collection) {
+        for (GEOSGeometry* g : parts)
+            GEOSGeom_destroy_r(ctx, g);
+        error = "GEOS: " + context.Message();
+        return false;
+    }
+    Geom united(GEOSUnaryUnion_r(ctx, collection.get()), GeomDeleter{ctx});
+    if (!united) {
+        error = "GEOS cannot unite the outlines: " + context.Message();
+        return false;
+    }
+    // The union is a polygon, a multipolygon or (from made-valid lines and
+    // points) a collection: take its polygons.
+    std::vector<const GEOSGeometry*> found;
+    const int n = GEOSGetNumGeometries_r(ctx, united.get());
+    for (int i = 0; i < n; ++i) {
+        const GEOSGeometry* g = GEOSGetGeometryN_r(ctx, united.get(), i);
+        if (GEOSGeomTypeId_r(ctx, g) == GEOS_POLYGON) {
+            found.push_back(g);
+        } else if (GEOSGeomTypeId_r(ctx, g) == GEOS_MULTIPOLYGON) {
+            for (int j = 0; j < GEOSGetNumGeometries_r(ctx, g); ++j)
+                found.push_back(GEOSGetGeometryN_r(ctx, g, j));
+        }
+    }
+    for (const GEOSGeometry* g : found) {
+        Polygon polygon;
+        polygon.push_back(ReadRing(ctx, GEOSGetExteriorRing_r(ctx, g)));
+        if (polygon[0].size() < 3)
+            continue;
+        for (int h = 0; h < GEOSGetNumInteriorRings_r(ctx, g); ++h)
+            polygon.push_back(ReadRing(ctx, GEOSGetInteriorRingN_r(ctx, g, h)));
+        out.push_back(std::move(polygon));
+    }
+    LargestFirst(out);
+    return true;
+}
+
+} // namespace Kest
