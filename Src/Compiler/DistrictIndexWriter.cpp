@@ -43,7 +43,7 @@ bool DistrictIndexWriter::Encode(const std::vector<Part>& parts, Encoded& out, s
             minX = std::min(minX, p.x);
             minY = std::min(minY, p.y);
         }
-    if (parts.empty() || parts[0].empty() || !std::isfinite(minX) || !std::isfinite(minY)) {
+    if (!std::isfinite(minX) || !std::isfinite(minY)) {
         error = "an area has no boundary";
         return false;
     }
