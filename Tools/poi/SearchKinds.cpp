@@ -7,6 +7,7 @@ const std::vector<SearchKind>& SearchKinds()
     static const std::vector<SearchKind> kinds = {
         InitialSearch(),
         TextSearch(),
+        DistrictSearch(),
     };
     return kinds;
 }

@@ -29,5 +29,6 @@ const std::vector<SearchKind>& SearchKinds();
 // The entries, each defined in its kind's file.
 SearchKind InitialSearch(); // InitialSearch.cpp
 SearchKind TextSearch();    // InitialSearch.cpp
+SearchKind DistrictSearch(); // DistrictSearch.cpp
 
 } // namespace Kest
