@@ -141,6 +141,16 @@ bool DemoTour::Show(const std::string& command, const std::vector<std::string>& 
     return status == 0;
 }
 
+bool DemoTour::DistrictStep(const std::string& data)
+{
+    m_out << "\n== Which county holds a point: 天安门, 外滩, 崇明岛 (an island of Shanghai), then 北京大学 as JSON\n";
+    bool ok = Show("search", {"--data", data, "district", "116.397", "39.909"});
+    ok &= Show("search", {"--data", data, "district", "121.4903", "31.2417"});
+    ok &= Show("search", {"--data", data, "district", "121.5", "31.6"});
+    ok &= Show("search", {"--data", data, "--json", "district", "116.3264", "39.9925"});
+    return ok;
+}
+
 int DemoTour::Run(const std::vector<std::string>& args)
 {
     CommandArgs parsed({"--sample", "--cache"}, {"--keep"});
@@ -181,6 +191,8 @@ int DemoTour::Run(const std::vector<std::string>& args)
     ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "东四 饭店"});
     ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "11号"});
     ok &= Show("search", {"--data", data, "text", "--province", "上海", "--limit", "3", "--refine", "路", "饭店"});
+
+    ok &= DistrictStep(data);
 
     std::string scratch = (fs::temp_directory_path(ec) / "poi-demo-store-XXXXXX").string();
     if (ec || !mkdtemp(scratch.data()))

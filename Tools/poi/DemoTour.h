@@ -25,6 +25,8 @@ private:
     bool Prepare(const std::string& sample, const std::string& cache, std::string& data);
     // Prints the command, runs it, and reports whether it succeeded.
     bool Show(const std::string& command, const std::vector<std::string>& args);
+    // Which county holds a few well-known places.
+    bool DistrictStep(const std::string& data);
 
     std::ostream& m_out;
     std::ostream& m_err;
