@@ -12,6 +12,12 @@ namespace {
 
 using Polygon = DistrictOutlines::Polygon;
 
+// The most points a record's region holds: a larger polygon is cut into
+// pieces (DistrictOutlines::Split). A lookup decodes the whole region of
+// every record whose box holds the point, so small pieces keep it quick,
+// and a page (131072 bytes) holds any region of this size.
+constexpr std::size_t kMaxRegionPoints = 2000;
+
 // A county's polygons (outer ring, then holes), largest first.
 std::vector<Polygon> CountyPolygons(const Gazetteer::County& county)
 {
@@ -30,18 +36,25 @@ std::vector<Polygon> CountyPolygons(const Gazetteer::County& county)
     return polygons;
 }
 
-// One record per polygon: every polygon of an area is the first part of a
-// record of its own, so that a point on any island of the area is found.
-void AddRecords(const std::vector<Polygon>& polygons, std::uint32_t code, int children,
-                DistrictIndexWriter::Range& range)
+// One record per polygon, or per piece of a large one: every polygon of an
+// area is the first part of a record of its own, so that a point on any
+// island of the area is found.
+bool AddRecords(const std::vector<Polygon>& polygons, std::uint32_t code, int children,
+                DistrictIndexWriter::Range& range, std::string& error)
 {
     for (const Polygon& polygon : polygons) {
-        DistrictIndexWriter::Area area;
-        area.parts = polygon;
-        area.code = code;
-        area.children = children;
-        range.push_back(std::move(area));
+        std::vector<Polygon> pieces;
+        if (!DistrictOutlines::Split(polygon, kMaxRegionPoints, pieces, error))
+            return false;
+        for (Polygon& piece : pieces) {
+            DistrictIndexWriter::Area area;
+            area.parts = std::move(piece);
+            area.code = code;
+            area.children = children;
+            range.push_back(std::move(area));
+        }
     }
+    return true;
 }
 
 } // namespace
@@ -75,21 +88,24 @@ bool DataCompiler::WriteDistrict(const std::string& dir)
             for (int k : city.counties) {
                 const Gazetteer::County& county = counties[static_cast<std::size_t>(k)];
                 const std::vector<Polygon> polygons = CountyPolygons(county);
-                AddRecords(polygons, county.number, -1, countyRange);
+                if (!AddRecords(polygons, county.number, -1, countyRange, error))
+                    return Fail("districts.geojson: county " + county.name + ": " + error);
                 cityParts.insert(cityParts.end(), polygons.begin(), polygons.end());
             }
             const int countyRangeId = writer.AddRange(3, std::move(countyRange));
             std::vector<Polygon> outline;
             if (!DistrictOutlines::Union(cityParts, outline, error))
                 return Fail("districts.geojson: city " + city.name + ": " + error);
-            AddRecords(outline, 0, countyRangeId, cityRange);
+            if (!AddRecords(outline, 0, countyRangeId, cityRange, error))
+                return Fail("districts.geojson: city " + city.name + ": " + error);
             provinceParts.insert(provinceParts.end(), outline.begin(), outline.end());
         }
         const int cityRangeId = writer.AddRange(2, std::move(cityRange));
         std::vector<Polygon> outline;
         if (!DistrictOutlines::Union(provinceParts, outline, error))
             return Fail("districts.geojson: province " + province.name + ": " + error);
-        AddRecords(outline, 0, cityRangeId, top);
+        if (!AddRecords(outline, 0, cityRangeId, top, error))
+            return Fail("districts.geojson: province " + province.name + ": " + error);
     }
     writer.AddRange(1, std::move(top));
     const std::string path = dir + std::to_string(NdfFormat::kDistrictFileId) + ".ndf";

@@ -8,6 +8,10 @@
 
 #include <geos_c.h>
 
+#include "Base/NdfFormat.h"
+#include "Base/eSize2D.h"
+#include "Ndf/eNdfRegion.h"
+
 namespace Kest {
 namespace {
 
@@ -98,7 +102,86 @@ DistrictOutlines::Ring ReadRing(GEOSContextHandle_t ctx, const GEOSGeometry* rin
     return out;
 }
 
+std::size_t PointCount(const DistrictOutlines::Polygon& polygon)
+{
+    std::size_t n = 0;
+    for (const auto& ring : polygon)
+        n += ring.size();
+    return n;
+}
+
+// The polygons of a GEOS result (a polygon, a multipolygon or a collection).
+void ReadPolygons(GEOSContextHandle_t ctx, const GEOSGeometry* geometry, std::vector<DistrictOutlines::Polygon>& out)
+{
+    const int type = GEOSGeomTypeId_r(ctx, geometry);
+    if (type == GEOS_POLYGON) {
+        DistrictOutlines::Polygon polygon;
+        polygon.push_back(ReadRing(ctx, GEOSGetExteriorRing_r(ctx, geometry)));
+        if (polygon[0].size() < 3)
+            return;
+        for (int h = 0; h < GEOSGetNumInteriorRings_r(ctx, geometry); ++h)
+            polygon.push_back(ReadRing(ctx, GEOSGetInteriorRingN_r(ctx, geometry, h)));
+        out.push_back(std::move(polygon));
+    } else if (type == GEOS_MULTIPOLYGON || type == GEOS_GEOMETRYCOLLECTION) {
+        for (int i = 0; i < GEOSGetNumGeometries_r(ctx, geometry); ++i)
+            ReadPolygons(ctx, GEOSGetGeometryN_r(ctx, geometry, i), out);
+    }
+}
+
 } // namespace
+
+bool DistrictOutlines::Split(const Polygon& polygon, std::size_t maxPoints, std::vector<Polygon>& out,
+                             std::string& error)
+{
+    if (PointCount(polygon) <= maxPoints || polygon.empty() || polygon[0].size() < 3) {
+        out.push_back(polygon);
+        return true;
+    }
+    double x0 = polygon[0][0].x, x1 = x0, y0 = polygon[0][0].y, y1 = y0;
+    for (const ePoint2D& p : polygon[0]) {
+        x0 = std::min(x0, p.x), x1 = std::max(x1, p.x);
+        y0 = std::min(y0, p.y), y1 = std::max(y1, p.y);
+    }
+    // The cut, on the district grid so that its vertices keep their place
+    // when stored.
+    eSize2D step;
+    eNdfRegion::GridStep(eSize2D(NdfFormat::kDistrictScaleX, NdfFormat::kDistrictScaleY), NdfFormat::kDistrictUnits,
+                         step);
+    const bool alongX = x1 - x0 >= y1 - y0;
+    const double unit = alongX ? step.cx : step.cy;
+    const double cut = std::floor((alongX ? (x0 + x1) : (y0 + y1)) / 2 / unit) * unit;
+    if (!(cut > (alongX ? x0 : y0) && cut < (alongX ? x1 : y1))) {
+        out.push_back(polygon); // too thin to cut
+        return true;
+    }
+    const double margin = 1.0;
+    const double halves[2][4] = {
+        {x0 - margin, y0 - margin, alongX ? cut : x1 + margin, alongX ? y1 + margin : cut},
+        {alongX ? cut : x0 - margin, alongX ? y0 - margin : cut, x1 + margin, y1 + margin}};
+    Context context;
+    GEOSContextHandle_t ctx = context.Get();
+    Geom whole(MakePolygon(ctx, polygon), GeomDeleter{ctx});
+    if (whole && GEOSisValid_r(ctx, whole.get()) != 1)
+        whole.reset(GEOSMakeValid_r(ctx, whole.get()));
+    if (!whole) {
+        error = "GEOS cannot read a polygon to cut: " + context.Message();
+        return false;
+    }
+    for (const auto& h : halves) {
+        Geom box(GEOSGeom_createRectangle_r(ctx, h[0], h[1], h[2], h[3]), GeomDeleter{ctx});
+        Geom piece(box ? GEOSIntersection_r(ctx, whole.get(), box.get()) : nullptr, GeomDeleter{ctx});
+        if (!piece) {
+            error = "GEOS cannot cut a polygon: " + context.Message();
+            return false;
+        }
+        std::vector<Polygon> pieces;
+        ReadPolygons(ctx, piece.get(), pieces);
+        for (const Polygon& p : pieces)
+            if (!Split(p, maxPoints, out, error))
+                return false;
+    }
+    return true;
+}
 
 double DistrictOutlines::RingArea(const Ring& ring)
 {

@@ -23,6 +23,14 @@ public:
     // `error`, when GEOS cannot form the union.
     static bool Union(const std::vector<Polygon>& polygons, std::vector<Polygon>& out, std::string& error);
 
+    // `polygon` as pieces of at most `maxPoints` points each (all rings
+    // counted), appended to `out`: cut in two across the longer side of its
+    // box, on a line of the district grid, again and again while a piece is
+    // larger. The pieces together cover the polygon exactly; a cut vertex lies
+    // on the cut line. A polygon small enough is appended as it is. False,
+    // with `error`, when GEOS cannot cut it.
+    static bool Split(const Polygon& polygon, std::size_t maxPoints, std::vector<Polygon>& out, std::string& error);
+
     // The polygons ordered by the area of their outer rings, largest first
     // (stable): the order in which an area's polygons are written.
     static void LargestFirst(std::vector<Polygon>& polygons);
