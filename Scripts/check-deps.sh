@@ -4,7 +4,7 @@
 # apt-get line to run and fails.
 set -euo pipefail
 
-packages=(g++ make cmake libgtest-dev libgmock-dev nlohmann-json3-dev)
+packages=(g++ make cmake libgtest-dev libgmock-dev nlohmann-json3-dev libgeos-dev)
 # Extra packages a target needs can be passed as arguments.
 packages+=("$@")
 

@@ -165,6 +165,26 @@ constexpr int kSightPinyinFile = 105;
 constexpr int kSightTextFile = 106;
 constexpr int kPlaceNameTextFile = 107;
 constexpr int kPlaceNamePinyinFile = 108;
+// ---- District index ("POI/101.ndf", docs/format.md "District index") ----
+// Header: the address of the first top-level area record and the number of
+// top-level areas. Area records, fields by number: 0 the region blob, 1 least
+// x, 2 greatest x, 3 greatest y, 4 least y (doubles), 5 the u32 area code
+// (last level), 6 the child range's first record and 7 its signed 32-bit
+// count (levels 1 and 2). Regions lie on the grid of the box's least corner,
+// the scale below and kDistrictUnits.
+constexpr std::uint16_t kDistrictFileId = 101;
+constexpr int kDistrictLevels = 3;
+constexpr unsigned char kDistrictFieldRegion = 0;
+constexpr unsigned char kDistrictFieldMinX = 1;
+constexpr unsigned char kDistrictFieldMaxX = 2;
+constexpr unsigned char kDistrictFieldMaxY = 3;
+constexpr unsigned char kDistrictFieldMinY = 4;
+constexpr unsigned char kDistrictFieldCode = 5;
+constexpr unsigned char kDistrictFieldChild = 6;
+constexpr unsigned char kDistrictFieldChildCount = 7;
+constexpr double kDistrictScaleX = 1.0;                 // 0x3FF0000000000000
+constexpr double kDistrictScaleY = 0.6666666666666666;  // 0x3FE5555555555555
+constexpr int kDistrictUnits = 4000;
 
 } // namespace NdfFormat
 } // namespace Kest

@@ -300,7 +300,7 @@ bool DataCompiler::WriteOutput(const std::string& dir)
         return false;
     // Each search's own files.
     if (!(WriteTel(poiDir) && WriteAround(poiDir) && WriteAddressIndex(poiDir) && WriteSights(poiDir) &&
-          WriteCrossroads(poiDir)))
+          WriteCrossroads(poiDir) && WriteDistrict(poiDir)))
         return false;
     // Last, over everything written above.
     std::string error;

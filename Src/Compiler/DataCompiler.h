@@ -31,6 +31,7 @@ namespace Kest {
 //                                one record per (number, POI), by number
 //   OUT/POI/Tel/102.ndf          telephone trie over it
 //   OUT/POI/100.ndf              category index of the search by address
+//   OUT/POI/101.ndf              district index: coordinate -> county number
 //
 //   OUT/POI/Sight/               sights.csv: record store 1.ndf, CoreDict.dct,
 //                                105.ndf by initials, 106.ndf by text
@@ -123,6 +124,7 @@ private:
                        int pinyinFile, int textFile);
     // POI/CrossRoad/ (DataCompilerCross.cpp).
     bool WriteCrossroads(const std::string& dir);
+    bool WriteDistrict(const std::string& dir);
     bool WriteFile(const std::string& path, const std::string& bytes);
     std::string SourcePath(const std::string& name) const;
 

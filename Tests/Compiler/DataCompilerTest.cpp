@@ -163,7 +163,7 @@ TEST_F(DataCompilerTest, CompilesTheRowsAndReportsTheRejectedOnes)
     std::vector<std::string> files;
     for (const auto& f : tree)
         files.push_back(f.first);
-    EXPECT_EQ((std::vector<std::string>{"POI/1.ndf", "POI/100.ndf", "POI/110.ndf", "POI/111.ndf", "POI/210.ndf",
+    EXPECT_EQ((std::vector<std::string>{"POI/1.ndf", "POI/100.ndf", "POI/101.ndf", "POI/110.ndf", "POI/111.ndf", "POI/210.ndf",
                                         "POI/211.ndf", "POI/AdminIndex.ndf", "POI/Around/POI_SORT.txt",
                                         "POI/CoreDict.dct", "POI/CrossRoad/1.ndf", "POI/CrossRoad/310.ndf",
                                         "POI/CrossRoad/311.ndf", "POI/CrossRoad/410.ndf", "POI/CrossRoad/411.ndf",

@@ -184,12 +184,25 @@ bool DemoTour::SightStep(const std::string& data)
     ok &= Show("search", {"--data", data, "--limit", "3", "sight", "text", "故居"});
     ok &= Show("search", {"--data", data, "--limit", "3", "place", "initial", "DS"});
     ok &= Show("search", {"--data", data, "--limit", "3", "place", "text", "东四"});
+    return ok;
+}
+
 bool DemoTour::CrossroadStep(const std::string& data)
 {
     m_out << "\n== Crossroads from either road: 体育馆路与东外大街交叉口 typed TYGL... or DWDJ..., and by road names\n";
     bool ok = Show("search", {"--data", data, "cross", "initial", "--province", "北京", "--limit", "3", "TYGL"});
     ok &= Show("search", {"--data", data, "cross", "initial", "--province", "北京", "--limit", "3", "DWDJTY"});
     ok &= Show("search", {"--data", data, "cross", "text", "--province", "北京", "--limit", "3", "东外大街与体育馆路"});
+    return ok;
+}
+
+bool DemoTour::DistrictStep(const std::string& data)
+{
+    m_out << "\n== Which county holds a point: 天安门, 外滩, 崇明岛 (an island of Shanghai), then 北京大学 as JSON\n";
+    bool ok = Show("search", {"--data", data, "district", "116.397", "39.909"});
+    ok &= Show("search", {"--data", data, "district", "121.4903", "31.2417"});
+    ok &= Show("search", {"--data", data, "district", "121.5", "31.6"});
+    ok &= Show("search", {"--data", data, "--json", "district", "116.3264", "39.9925"});
     return ok;
 }
 
@@ -241,6 +254,8 @@ int DemoTour::Run(const std::vector<std::string>& args)
     ok &= SightStep(data);
 
     ok &= CrossroadStep(data);
+
+    ok &= DistrictStep(data);
 
     std::string scratch = (fs::temp_directory_path(ec) / "poi-demo-store-XXXXXX").string();
     if (ec || !mkdtemp(scratch.data()))

@@ -33,6 +33,8 @@ private:
     bool SightStep(const std::string& data);
     // Crossroads found from either road, by initials and by text.
     bool CrossroadStep(const std::string& data);
+    // Which county holds a few well-known places.
+    bool DistrictStep(const std::string& data);
 
     std::ostream& m_out;
     std::ostream& m_err;

@@ -15,6 +15,7 @@ const std::vector<SearchKind>& SearchKinds()
         SightSearch(),
         PlaceSearch(),
         CrossSearch(),
+        DistrictSearch(),
     };
     return kinds;
 }

@@ -37,5 +37,6 @@ SearchKind CategorySearch(); // CategorySearch.cpp
 SearchKind SightSearch();   // SightSearch.cpp
 SearchKind PlaceSearch();   // SightSearch.cpp
 SearchKind CrossSearch();   // CrossSearch.cpp
+SearchKind DistrictSearch(); // DistrictSearch.cpp
 
 } // namespace Kest
