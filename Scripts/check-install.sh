@@ -38,7 +38,8 @@ cmake --build "$work/keypad-cmake" > "$work/keypad-build.log" 2>&1 ||
 printf 'include("%s")\nmessage("${PACKAGE_VERSION_COMPATIBLE}")\n' \
   "$prefix/lib/cmake/POIEngine/POIEngineConfigVersion.cmake" > "$work/version.cmake"
 for want in 0.1:TRUE 0.2:TRUE 0.2.0:TRUE 0.3:FALSE 1.0:FALSE; do
-  answer=$(cmake -DPACKAGE_FIND_VERSION="${want%%:*}" -P "$work/version.cmake" 2>&1)
+  version=${want%%:*}
+  answer=$(cmake -DPACKAGE_FIND_VERSION="$version" -DPACKAGE_FIND_VERSION_MAJOR="${version%%.*}" -P "$work/version.cmake" 2>&1)
   [ "$answer" = "${want#*:}" ] || fail "find_package(POIEngine ${want%%:*}) would answer '$answer', not ${want#*:}"
 done
 
