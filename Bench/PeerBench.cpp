@@ -50,6 +50,7 @@
 #include <vector>
 
 #include "BenchSupport.h"
+#include "PeerSupport.h"
 #include "Compiler/GbkCodec.h"
 #include "POIEngine/PinyinHelpers.h"
 #include "POIEngine/eDictionary.h"
@@ -57,36 +58,10 @@
 #include "POIEngine/ePOIEngineManager.h"
 
 using namespace Kest;
-using KestBench::Percentile;
+using namespace KestBench;
 namespace fs = std::filesystem;
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-[[noreturn]] void Die(const std::string& what)
-{
-    std::fprintf(stderr, "PeerBench: %s\n", what.c_str());
-    std::exit(1);
-}
-
-double Micros(Clock::time_point start)
-{
-    return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
-}
-
-// The peak resident memory of this process since its exec (VmHWM, in KB).
-// ru_maxrss of a forked child would also count the parent's pages it
-// shared before the exec.
-long PeakRssKb()
-{
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line))
-        if (line.rfind("VmHWM:", 0) == 0)
-            return std::atol(line.c_str() + 6);
-    return 0;
-}
 
 // ---------------------------------------------------------------- the rows
 
@@ -133,32 +108,6 @@ std::vector<std::string> WordsOf(eMMWordSeg& seg, const std::string& gbkName)
 }
 
 // ---------------------------------------------------------------- SQLite
-
-void Exec(sqlite3* db, const std::string& sql)
-{
-    char* error = nullptr;
-    if (sqlite3_exec(db, sql.c_str(), nullptr, nullptr, &error) != SQLITE_OK) {
-        const std::string message = error ? error : "?";
-        sqlite3_free(error);
-        Die("SQLite: " + message + " in: " + sql);
-    }
-}
-
-sqlite3_stmt* Prepare(sqlite3* db, const char* sql)
-{
-    sqlite3_stmt* st = nullptr;
-    if (sqlite3_prepare_v3(db, sql, -1, SQLITE_PREPARE_PERSISTENT, &st, nullptr) != SQLITE_OK)
-        Die(std::string("SQLite: ") + sqlite3_errmsg(db) + " in: " + sql);
-    return st;
-}
-
-void Step(sqlite3* db, sqlite3_stmt* st)
-{
-    const int rc = sqlite3_step(st);
-    if (rc != SQLITE_DONE && rc != SQLITE_ROW)
-        Die(std::string("SQLite: ") + sqlite3_errmsg(db));
-    sqlite3_reset(st);
-}
 
 // Builds the database at `path` from the source rows (run in a child process).
 void BuildPeer(const std::string& out, const std::string& path)
@@ -668,32 +617,6 @@ int ChildQueries(const std::string& side, const std::string& out, const std::str
 }
 
 // ---------------------------------------------------------------- report
-
-std::string Us(double us)
-{
-    char b[32];
-    if (us >= 1000)
-        std::snprintf(b, sizeof b, "%.2f ms", us / 1000);
-    else if (us >= 10)
-        std::snprintf(b, sizeof b, "%.0f us", us);
-    else
-        std::snprintf(b, sizeof b, "%.1f us", us);
-    return b;
-}
-
-std::string Ratio(double peer, double engine)
-{
-    char b[32];
-    std::snprintf(b, sizeof b, "%.1fx", engine > 0 ? peer / engine : 0.0);
-    return b;
-}
-
-std::string Mb(double bytes)
-{
-    char b[32];
-    std::snprintf(b, sizeof b, "%.1f MB", bytes / 1048576.0);
-    return b;
-}
 
 unsigned long long DirectoryBytes(const std::string& dir)
 {

@@ -52,6 +52,7 @@
 #include <vector>
 
 #include "BenchSupport.h"
+#include "PeerSupport.h"
 #include "Compiler/GbkCodec.h"
 #include "POIEngine/PinyinHelpers.h"
 #include "POIEngine/eDictionary.h"
@@ -59,17 +60,10 @@
 #include "POIEngine/ePOIEngineManager.h"
 
 using namespace Kest;
+using namespace KestBench;
 namespace fs = std::filesystem;
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-[[noreturn]] void Die(const std::string& what)
-{
-    std::fprintf(stderr, "RecallBench: %s\n", what.c_str());
-    std::exit(1);
-}
 
 // ---------------------------------------------------------------- the rows
 
@@ -276,24 +270,6 @@ private:
 };
 
 // ---------------------------------------------------------------- SQLite
-
-void Exec(sqlite3* db, const std::string& sql)
-{
-    char* error = nullptr;
-    if (sqlite3_exec(db, sql.c_str(), nullptr, nullptr, &error) != SQLITE_OK) {
-        const std::string message = error ? error : "?";
-        sqlite3_free(error);
-        Die("SQLite: " + message + " in: " + sql);
-    }
-}
-
-sqlite3_stmt* Prepare(sqlite3* db, const char* sql)
-{
-    sqlite3_stmt* st = nullptr;
-    if (sqlite3_prepare_v2(db, sql, -1, &st, nullptr) != SQLITE_OK)
-        Die(std::string("SQLite: ") + sqlite3_errmsg(db) + " in: " + sql);
-    return st;
-}
 
 class SqliteSide {
 public:

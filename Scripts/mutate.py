@@ -1,0 +1,115 @@
+#!/usr/bin/env python3
+"""Mutation check: how many single-line faults does the test suite catch?
+
+Applies each fault of Scripts/mutants.txt on its own (the first occurrence of
+its text in its file replaced), rebuilds the tree in BUILD, runs the whole
+suite there (stopping at the first failing test) and puts the file back. A
+fault is caught when the suite fails, missed when it passes, and not counted
+when the tree does not build with it.
+
+Usage: Scripts/mutate.py [--build DIR] [--jobs N] [--only TEXT] [--list]
+  --build DIR   build directory (default build-mutate; configured when missing)
+  --jobs N      parallel build and test jobs (default: the number of cores)
+  --only TEXT   only the faults whose file or description holds TEXT
+  --list        print the faults and check that each one applies; run nothing
+
+Prints one line per fault and the figure "caught C of N"; exit status 0 when
+every built fault was caught, 1 when some were missed, 2 on a usage error or a
+fault whose text is not in its file.
+"""
+import argparse
+import os
+import subprocess
+import sys
+import time
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+
+
+def load_mutants(path):
+    mutants = []
+    with open(path, encoding="utf-8") as f:
+        for number, line in enumerate(f, 1):
+            if not line.strip() or line.startswith("#"):
+                continue
+            parts = [p.strip() for p in line.rstrip("\n").split(" | ")]
+            if len(parts) != 4:
+                sys.exit(f"{path}:{number}: expected FILE | TEXT | REPLACEMENT | WHAT")
+            mutants.append({"line": number, "file": parts[0], "text": parts[1], "fault": parts[2], "what": parts[3]})
+    return mutants
+
+
+def run(command, log):
+    return subprocess.run(command, cwd=ROOT, stdout=log, stderr=subprocess.STDOUT).returncode
+
+
+def main():
+    parser = argparse.ArgumentParser(description="Mutation check: how many single-line faults the test suite catches.")
+    parser.add_argument("--build", default="build-mutate")
+    parser.add_argument("--jobs", type=int, default=os.cpu_count() or 2)
+    parser.add_argument("--only", default="")
+    parser.add_argument("--list", action="store_true")
+    args = parser.parse_args()
+
+    mutants = [m for m in load_mutants(os.path.join(ROOT, "Scripts", "mutants.txt"))
+               if args.only in m["file"] or args.only in m["what"]]
+    bad = False
+    for m in mutants:
+        with open(os.path.join(ROOT, m["file"]), encoding="utf-8") as f:
+            if m["text"] not in f.read():
+                print(f"mutants.txt:{m['line']}: text not found in {m['file']}: {m['text']}", file=sys.stderr)
+                bad = True
+    if bad:
+        return 2
+    if args.list:
+        for m in mutants:
+            print(f"{m['file']}: {m['what']}")
+        print(f"{len(mutants)} faults")
+        return 0
+
+    build = os.path.join(ROOT, args.build)
+    log_path = os.path.join(build, "mutate.log")
+    os.makedirs(build, exist_ok=True)
+    with open(log_path, "w") as log:
+        if run(["cmake", "-S", ".", "-B", build, "-DCMAKE_BUILD_TYPE=RelWithDebInfo"], log) != 0 or \
+                run(["cmake", "--build", build, "-j", str(args.jobs)], log) != 0:
+            print(f"the unchanged tree does not build (see {log_path})", file=sys.stderr)
+            return 2
+        if run(["ctest", "--test-dir", build, "-j", str(args.jobs), "--timeout", "600"], log) != 0:
+            print(f"the unchanged suite fails (see {log_path}): fix it first", file=sys.stderr)
+            return 2
+
+        caught = missed = unbuilt = 0
+        started = time.time()
+        for i, m in enumerate(mutants, 1):
+            path = os.path.join(ROOT, m["file"])
+            with open(path, encoding="utf-8") as f:
+                original = f.read()
+            try:
+                with open(path, "w", encoding="utf-8") as f:
+                    f.write(original.replace(m["text"], m["fault"], 1))
+                log.write(f"\n==== {m['file']}: {m['what']}\n")
+                log.flush()
+                if run(["cmake", "--build", build, "-j", str(args.jobs)], log) != 0:
+                    verdict = "not built"
+                    unbuilt += 1
+                elif run(["ctest", "--test-dir", build, "-j", str(args.jobs), "--stop-on-failure",
+                          "--timeout", "600"], log) != 0:
+                    verdict = "caught"
+                    caught += 1
+                else:
+                    verdict = "MISSED"
+                    missed += 1
+            finally:
+                with open(path, "w", encoding="utf-8") as f:
+                    f.write(original)
+            print(f"[{i}/{len(mutants)} {time.time() - started:6.0f}s] {verdict:9} {m['file']}: {m['what']}",
+                  flush=True)
+        run(["cmake", "--build", build, "-j", str(args.jobs)], log)
+
+    print(f"caught {caught} of {caught + missed} faults ({unbuilt} did not build); log: {log_path}")
+    return 0 if missed == 0 else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
