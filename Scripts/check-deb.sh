@@ -33,6 +33,8 @@ expected=(
   "- ./usr/lib/cmake/POIEngine/POIEngineTargets.cmake"
   "- ./usr/lib/pkgconfig/poiengine.pc"
   "- ./usr/share/poiengine/words.txt"
+  "- ./usr/share/poiengine/sample/pois.csv"
+  "- ./usr/share/poiengine/sample/districts.geojson"
   "- ./usr/share/doc/poiengine/README.md"
   "- ./usr/share/doc/poiengine/SOURCES.md"
 )
@@ -55,7 +57,7 @@ done
 # A shared library's control files: its shlibs entry and the ldconfig trigger.
 dpkg-deb --ctrl-tarfile "$deb" | tar -tf - > "$work/control"
 grep -qx './shlibs' "$work/control" || fail "no shlibs control file"
-dpkg-deb -I "$deb" shlibs | grep -qx "libPOIEngine ${version%%.*} poiengine (>= $version)" ||
-  fail "shlibs: $(dpkg-deb -I "$deb" shlibs)"
+shlibs=$(dpkg-deb -I "$deb" shlibs)
+grep -qx "libPOIEngine ${version%%.*} poiengine (>= $version)" <<< "$shlibs" || fail "shlibs: $shlibs"
 [ "$(dpkg-deb -f "$deb" Architecture)" = "$(dpkg --print-architecture)" ] || fail "wrong architecture"
 echo "check-deb: $(basename "$deb"): $(grep -c . <<< "$rows") entries; Depends: $depends"

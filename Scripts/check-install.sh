@@ -2,8 +2,9 @@
 # Uses the engine as an application does, from an installed copy only:
 # installs BUILD into WORK/prefix, checks that every installed header compiles
 # on its own include path, builds examples/keypad once with find_package and
-# once with pkg-config, compiles the bundled sample with the installed poi and
-# runs both keypads on it, checking what they print against `poi search`.
+# once with pkg-config, runs the installed poi's tour (which compiles the
+# installed sample) and both keypads on its data, checking what they print
+# against `poi search`.
 # Usage: Scripts/check-install.sh BUILD WORK
 set -euo pipefail
 src=$(cd "$(dirname "$0")/.." && pwd)
@@ -51,20 +52,25 @@ export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
 c++ $flags -o "$work/keypad-pc" "$src/examples/keypad/keypad.cpp" $(pkg-config --cflags --libs poiengine) ||
   fail "the keypad does not build with pkg-config"
 
-# The sample, compiled by the installed poi.
-"$prefix/bin/poi" build "$src/Data/Sample" "$work/sample" > "$work/poi-build.log" 2>&1 ||
-  { cat "$work/poi-build.log" >&2; fail "the installed poi cannot compile the sample"; }
+# The installed poi's tour: it builds the installed sample, which the
+# keypads then search.
+"$prefix/bin/poi" demo --cache "$work/demo" > "$work/demo.log" 2>&1 ||
+  { cat "$work/demo.log" >&2; fail "the installed poi demo failed"; }
+grep -q "^Building the sample $prefix/share/poiengine/sample into $work/demo/data" "$work/demo.log" ||
+  fail "the installed poi demo did not take the installed sample: $(head -1 "$work/demo.log")"
+data=$work/demo/data
 
 # Beijing (data set 10), typed W F J H; the Q after WFJ is not enabled.
-"$work/keypad-cmake/keypad" "$work/sample" 10 wfjQh > "$work/keypad.out"
-LD_LIBRARY_PATH=$prefix/lib "$work/keypad-pc" "$work/sample" 10 wfjQh > "$work/keypad-pc.out"
+"$work/keypad-cmake/keypad" "$data" 10 wfjQh > "$work/keypad.out"
+LD_LIBRARY_PATH=$prefix/lib "$work/keypad-pc" "$data" 10 wfjQh > "$work/keypad-pc.out"
 cmp -s "$work/keypad.out" "$work/keypad-pc.out" || fail "the two keypads print different things"
-LD_LIBRARY_PATH=$prefix/lib ldd "$work/keypad-pc" | grep -q "$prefix/lib/libPOIEngine.so.0" || fail "the pkg-config keypad does not use the installed library"
+libs=$(LD_LIBRARY_PATH=$prefix/lib ldd "$work/keypad-pc")
+grep -q "$prefix/lib/libPOIEngine.so.0" <<< "$libs" || fail "the pkg-config keypad does not use the installed library: $libs"
 
 # Each typed prefix: its hit count and enabled keys agree with `poi search`,
 # and its first hit is poi's first hit.
 for typed in W WF WFJ WFJH; do
-  json=$("$prefix/bin/poi" search --data "$work/sample" initial --province 北京 --json --limit 1 "$typed")
+  json=$("$prefix/bin/poi" search --data "$data" initial --province 北京 --json --limit 1 "$typed")
   count=$(sed -n '1s/.*"count":\([0-9]*\).*/\1/p' <<< "$json")
   keys=$(sed -n '1s/.*"next":"\([^"]*\)".*/\1/p' <<< "$json" | tr a-z A-Z)
   first=$(sed -n '2s/.*"name":"\([^"]*\)".*/\1/p' <<< "$json")
@@ -72,7 +78,8 @@ for typed in W WF WFJ WFJH; do
   read -r _ hits _ _ row <<< "$line"
   [ "$hits" = "$count" ] || fail "$typed: keypad counts $hits hits, poi $count"
   [ "$(tr -d . <<< "$row")" = "$keys" ] || fail "$typed: keypad enables $row, poi's next letters are $keys"
-  grep -A1 "^$typed " "$work/keypad.out" | grep -q "1\. $first " || fail "$typed: the first hit is not $first"
+  shown=$(grep -A1 "^$typed " "$work/keypad.out")
+  grep -q "1\. $first " <<< "$shown" || fail "$typed: the first hit is not $first"
 done
 grep -qx "WFJQ     key Q is not enabled: ignored" "$work/keypad.out" || fail "the disabled key Q was not ignored"
 grep -q "1. 王府井火锅店  北京市东城区" "$work/keypad.out" || fail "WFJH does not find 王府井火锅店"

@@ -7,6 +7,7 @@
 #   lib/pkgconfig/poiengine.pc
 #   bin/poi                the command
 #   share/poiengine/words.txt   the default word list for `poi build`
+#   share/poiengine/sample/     the bundled sample's sources, for `poi demo`
 #   share/doc/poiengine/   README, the docs, the data's sources and licences
 include(GNUInstallDirs)
 # Installing (and cpack) takes the build as it is: `make install` and
@@ -30,6 +31,7 @@ set(KEST_HEADER_DESTINATION \"include/POIEngine\")")
 install(SCRIPT ${CMAKE_CURRENT_LIST_DIR}/InstallHeaders.cmake)
 
 install(FILES ${PROJECT_SOURCE_DIR}/Data/words.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/poiengine)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/Data/Sample/ DESTINATION ${CMAKE_INSTALL_DATADIR}/poiengine/sample)
 file(GLOB POI_DOCS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
 install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/Data/SOURCES.md ${POI_DOCS}
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/poiengine)
