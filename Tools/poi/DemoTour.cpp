@@ -33,8 +33,8 @@ const char DemoTour::kUsage[] =
     "change.\n"
     "\n"
     "options:\n"
-    "  --sample DIR   the source directory to build (default: Data/Sample of the\n"
-    "                 source tree poi was built from)\n"
+    "  --sample DIR   the source directory to build (default: the sample installed\n"
+    "                 with poi, else Data/Sample of the source tree poi was built from)\n"
     "  --cache DIR    where the built data is kept (default: $XDG_CACHE_HOME/poi-demo,\n"
     "                 else ~/.cache/poi-demo)\n"
     "  --keep         keep the scratch directory of the store tour and print its path\n"
@@ -56,6 +56,17 @@ std::string DefaultCache()
         return std::string(home) + "/.cache/poi-demo";
     std::error_code ec;
     return (fs::temp_directory_path(ec) / "poi-demo").string();
+}
+
+// The sample installed beside poi (<prefix>/share/poiengine/sample, see
+// cmake/Install.cmake), else Data/Sample of the source tree poi was built from.
+std::string DefaultSample()
+{
+    std::error_code ec;
+    const fs::path installed = fs::read_symlink("/proc/self/exe", ec).parent_path().parent_path() / "share/poiengine/sample";
+    if (!ec && fs::is_regular_file(installed / "pois.csv", ec))
+        return installed.string();
+    return std::string(POI_SOURCE_DIR) + "/Data/Sample";
 }
 
 long long ModifiedTicks(const fs::path& path)
@@ -218,7 +229,7 @@ int DemoTour::Run(const std::vector<std::string>& args)
     }
     if (!parsed.Positional().empty())
         return Fail(2, "unexpected argument '" + parsed.Positional()[0] + "' (see poi demo --help)");
-    const std::string sample = parsed.Value("--sample", std::string(POI_SOURCE_DIR) + "/Data/Sample");
+    const std::string sample = parsed.Value("--sample", DefaultSample());
     std::error_code ec;
     if (!fs::is_regular_file(sample + "/pois.csv", ec))
         return Fail(1, "no sample source in " + sample + " (give one with --sample DIR)");
