@@ -162,7 +162,7 @@ TEST_F(DataCompilerTest, CompilesTheRowsAndReportsTheRejectedOnes)
     for (const auto& f : tree)
         files.push_back(f.first);
     EXPECT_EQ((std::vector<std::string>{"POI/1.ndf", "POI/110.ndf", "POI/111.ndf", "POI/210.ndf", "POI/211.ndf", "POI/AdminIndex.ndf", "POI/Around/POI_SORT.txt",
-                                        "POI/CoreDict.dct", "POI/datasets.txt", "POI/manifest.txt"}),
+                                        "POI/CoreDict.dct", "POI/POIAround.ndf", "POI/datasets.txt", "POI/manifest.txt"}),
               files);
     // The manifest lists every other file with its size and checksum.
     Kest::Manifest manifest;
