@@ -258,12 +258,16 @@ int eNdfQueryAround::GetFilterGrid(eArray<int>& cells, const double& x, const do
     if (rect.row0 * kColumns + c0 < 0 || c1 < c0)
         return 0;
     const std::int64_t lastRow = std::min(rect.row1, FloorDiv(kLastNearestCell - c0, kColumns));
+    // Cells past the directory hold no POIs: they are neither searched nor
+    // counted, which changes no answer (the count only tells whether there
+    // is anything to search).
+    const std::int64_t lastCell = std::min<std::int64_t>(kLastNearestCell, m_nDirectoryCells - 1);
     if (m_bSearched.empty())
         m_bSearched.assign(static_cast<std::size_t>(kLastNearestCell) + 1, false);
     std::int64_t done = -1, total = 0;
-    for (std::int64_t row = rect.row0; row <= lastRow; ++row) {
+    for (std::int64_t row = rect.row0; row <= lastRow && row * kColumns + c0 <= lastCell; ++row) {
         const std::int64_t low = std::max(row * kColumns + c0, done + 1);
-        const std::int64_t high = std::min<std::int64_t>(row * kColumns + c1, kLastNearestCell);
+        const std::int64_t high = std::min(row * kColumns + c1, lastCell);
         for (std::int64_t cell = low; cell <= high; ++cell) {
             if (m_bSearched[static_cast<std::size_t>(cell)])
                 continue;

@@ -261,7 +261,7 @@ TEST_F(AroundGrid, DamagedFilesGiveNoHitsAndNoStrayReads)
     // Random bytes anywhere: whatever the reader makes of them, it stays
     // inside its buffers (the sanitizer build watches).
     std::mt19937 rng(7);
-    for (int round = 0; round < 120; ++round) {
+    for (int round = 0; round < 60; ++round) {
         std::string bytes = good;
         for (int flips = 1 + static_cast<int>(rng() % 4); flips > 0; --flips)
             bytes[rng() % bytes.size()] = static_cast<char>(rng());
