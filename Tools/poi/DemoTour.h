@@ -27,6 +27,14 @@ private:
     bool Show(const std::string& command, const std::vector<std::string>& args);
     // A real number of the sample typed digit by digit.
     bool TelSteps(const std::string& data);
+    // The category list and the search by area and category.
+    bool AddressSteps(const std::string& data);
+    // The sights and place names, by initials and by text.
+    bool SightStep(const std::string& data);
+    // Crossroads found from either road, by initials and by text.
+    bool CrossroadStep(const std::string& data);
+    // Which county holds a few well-known places.
+    bool DistrictStep(const std::string& data);
 
     std::ostream& m_out;
     std::ostream& m_err;
