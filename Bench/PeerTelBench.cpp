@@ -93,7 +93,7 @@ public:
     {
         if (sqlite3_open_v2(path.c_str(), &m_db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK)
             Die("cannot open " + path);
-        m_hits = Prepare(m_db, "SELECT poi.name, poi.lon, poi.lat, poi.area FROM tel JOIN poi ON poi.id = tel.poi "
+        m_hits = Prepare(m_db, "SELECT poi.name, poi.lon, poi.lat, poi.area FROM tel INDEXED BY tel_len JOIN poi ON poi.id = tel.poi "
                                "WHERE tel.len = ? AND tel.number >= ? AND tel.number < ? "
                                "ORDER BY tel.number, tel.poi LIMIT ?");
         m_digit = Prepare(m_db, "SELECT 1 FROM tel WHERE number >= ? AND number < ? LIMIT 1");
@@ -218,7 +218,14 @@ int main(int argc, char** argv)
         peerUs.push_back(Micros(start));
         engineHits += e.hits;
         peerHits += p.hits;
-        differ += e.next != p.next || e.hits != p.hits;
+        if (e.next != p.next || e.hits != p.hits) {
+            ++differ;
+            if (std::getenv("PEER_SHOW_DIFFERENCES") != nullptr)
+                std::fprintf(stderr, "differ: '%s': engine next '%s' hits %d, SQLite next '%s' hits %d\n", q.c_str(),
+                             e.next.c_str(), e.hits, p.next.c_str(), p.hits);
+        }
+        if (std::getenv("PEER_SHOW_SLOW") != nullptr && engineUs.back() > 100)
+            std::fprintf(stderr, "slow: '%s' %.0f us\n", q.c_str(), engineUs.back());
     }
     const double em = Percentile(engineUs, 0.5), e99 = Percentile(engineUs, 0.99);
     const double pm = Percentile(peerUs, 0.5), p99 = Percentile(peerUs, 0.99);

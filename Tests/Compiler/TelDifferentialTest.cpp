@@ -1,5 +1,5 @@
 // The search by telephone number on the bundled sample against a plain
-// oracle: the sample is compiled with the real data compiler, and 1200
+// oracle: the sample is compiled with the real data compiler, and 1000
 // prefixes of real numbers (1 digit to the whole number, some with a
 // non-digit, some longer than the depth, some matching nothing) must give
 // the answer, the hits in order, their number and the next digits that
@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <random>
 #include <set>
 #include <string>
@@ -90,7 +91,10 @@ struct Expected {
 // Straight loops: the typed text cut at the depth; false for a non-digit in
 // it or when no number begins with it; the exact number first, then shorter
 // numbers before longer, numbers of one length ascending.
-Expected Oracle(const std::vector<Entry>& entries, const std::string& typed, std::size_t depth)
+// `rows` holds every entry, or (for a prefix of at least 4 digits) those
+// whose number begins with its first 4 digits, which spares the loop the
+// rest without changing its answer.
+Expected Oracle(const std::vector<const Entry*>& rows, const std::string& typed, std::size_t depth)
 {
     Expected e;
     const std::string prefix = typed.substr(0, depth);
@@ -98,12 +102,12 @@ Expected Oracle(const std::vector<Entry>& entries, const std::string& typed, std
         if (c < '0' || c > '9')
             return e;
     std::set<char> next;
-    for (const Entry& entry : entries) {
-        if (entry.number.compare(0, prefix.size(), prefix) != 0)
+    for (const Entry* entry : rows) {
+        if (entry->number.compare(0, prefix.size(), prefix) != 0)
             continue;
-        e.hits.push_back(&entry);
-        if (entry.number.size() > prefix.size())
-            next.insert(entry.number[prefix.size()]);
+        e.hits.push_back(entry);
+        if (entry->number.size() > prefix.size())
+            next.insert(entry->number[prefix.size()]);
     }
     e.ok = prefix.empty() || !e.hits.empty();
     std::stable_sort(e.hits.begin(), e.hits.end(), [](const Entry* a, const Entry* b) {
@@ -121,6 +125,12 @@ TEST(TelDifferential, RandomPrefixesMatchTheOracle)
     std::size_t depth = 0;
     const std::vector<Entry> entries = ReadSample(depth);
     ASSERT_EQ(entries.size(), 50000u);
+    std::vector<const Entry*> all;
+    std::map<std::string, std::vector<const Entry*>> byHead; // by the first 4 digits
+    for (const Entry& e : entries) {
+        all.push_back(&e);
+        byHead[e.number.substr(0, 4)].push_back(&e);
+    }
 
     // The walk of the trie reader, opened as the engine opens it.
     const std::string dir = root + "/POI/Tel/";
@@ -145,7 +155,7 @@ TEST(TelDifferential, RandomPrefixesMatchTheOracle)
     engine.SetPoiPath(root.c_str());
     std::mt19937 rng(20261125);
     int trueAnswers = 0, walkChecks = 0;
-    const int kQueries = 1200;
+    const int kQueries = 1000;
     for (int q = 0; q < kQueries; ++q) {
         std::string typed = entries[rng() % entries.size()].number;
         // Short prefixes are few: most numbers are typed well into them.
@@ -161,7 +171,9 @@ TEST(TelDifferential, RandomPrefixesMatchTheOracle)
         if (q == 0)
             typed.clear();
         SCOPED_TRACE("typed '" + typed + "'");
-        const Expected want = Oracle(entries, typed, depth);
+        const std::string cut = typed.substr(0, depth);
+        const bool head = cut.size() >= 4 && cut.find_first_not_of("0123456789") == std::string::npos;
+        const Expected want = Oracle(head ? byHead[cut.substr(0, 4)] : all, typed, depth);
 
         char* next = nullptr;
         int count = -1;
@@ -174,9 +186,9 @@ TEST(TelDifferential, RandomPrefixesMatchTheOracle)
         const int hits = engine.GetPOICount(0);
         ASSERT_EQ(hits, static_cast<int>(want.hits.size()));
 
-        // The hits, read as the caller reads them (the first 300 of a long
+        // The hits, read as the caller reads them (the first 100 of a long
         // list); POIs of one number compare as sets, in groups.
-        const int shown = std::min(hits, 300);
+        const int shown = std::min(hits, 100);
         std::vector<Hit> got;
         for (int i = 0; i < shown; ++i) {
             ePoiInfo info{};
@@ -200,7 +212,7 @@ TEST(TelDifferential, RandomPrefixesMatchTheOracle)
 
         // The engine's runs and the reader's node-by-node walk give the same
         // records in the same order.
-        if (hits <= 5000) {
+        if (hits <= 1000) {
             ++walkChecks;
             eArray<eString> keys;
             keys.Add(eString(typed.c_str()));
