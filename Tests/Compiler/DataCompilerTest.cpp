@@ -161,7 +161,7 @@ TEST_F(DataCompilerTest, CompilesTheRowsAndReportsTheRejectedOnes)
     std::vector<std::string> files;
     for (const auto& f : tree)
         files.push_back(f.first);
-    EXPECT_EQ((std::vector<std::string>{"POI/1.ndf", "POI/110.ndf", "POI/111.ndf", "POI/210.ndf", "POI/211.ndf", "POI/AdminIndex.ndf", "POI/Around/POI_SORT.txt",
+    EXPECT_EQ((std::vector<std::string>{"POI/1.ndf", "POI/101.ndf", "POI/110.ndf", "POI/111.ndf", "POI/210.ndf", "POI/211.ndf", "POI/AdminIndex.ndf", "POI/Around/POI_SORT.txt",
                                         "POI/CoreDict.dct", "POI/datasets.txt", "POI/manifest.txt"}),
               files);
     // The manifest lists every other file with its size and checksum.
