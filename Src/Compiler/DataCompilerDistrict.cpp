@@ -57,6 +57,29 @@ bool AddRecords(const std::vector<Polygon>& polygons, std::uint32_t code, int ch
     return true;
 }
 
+// An area whose region is the rectangle around the outer rings of `polygons`.
+DistrictIndexWriter::Area BoxArea(const std::vector<Polygon>& polygons, int children)
+{
+    double x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+    bool first = true;
+    for (const Polygon& polygon : polygons)
+        for (const ePoint2D& p : polygon.empty() ? DistrictOutlines::Ring() : polygon[0]) {
+            if (first || p.x < x0)
+                x0 = p.x;
+            if (first || p.x > x1)
+                x1 = p.x;
+            if (first || p.y < y0)
+                y0 = p.y;
+            if (first || p.y > y1)
+                y1 = p.y;
+            first = false;
+        }
+    DistrictIndexWriter::Area area;
+    area.parts.push_back({{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}});
+    area.children = children;
+    return area;
+}
+
 } // namespace
 
 // Three levels: the provinces (one range), the cities of each province (a
@@ -96,8 +119,15 @@ bool DataCompiler::WriteDistrict(const std::string& dir)
             std::vector<Polygon> outline;
             if (!DistrictOutlines::Union(cityParts, outline, error))
                 return Fail("districts.geojson: city " + city.name + ": " + error);
-            if (!AddRecords(outline, 0, countyRangeId, cityRange, error))
+            if (province.cities.size() == 1) {
+                // The only city of its province (a municipality) is the
+                // province's outline again: every point that passed the
+                // province lies in it, so one rectangle around it gives the
+                // same answers without decoding the outline a second time.
+                cityRange.push_back(BoxArea(outline, countyRangeId));
+            } else if (!AddRecords(outline, 0, countyRangeId, cityRange, error)) {
                 return Fail("districts.geojson: city " + city.name + ": " + error);
+            }
             provinceParts.insert(provinceParts.end(), outline.begin(), outline.end());
         }
         const int cityRangeId = writer.AddRange(2, std::move(cityRange));

@@ -102,14 +102,6 @@ DistrictOutlines::Ring ReadRing(GEOSContextHandle_t ctx, const GEOSGeometry* rin
     return out;
 }
 
-std::size_t PointCount(const DistrictOutlines::Polygon& polygon)
-{
-    std::size_t n = 0;
-    for (const auto& ring : polygon)
-        n += ring.size();
-    return n;
-}
-
 // The polygons of a GEOS result (a polygon, a multipolygon or a collection).
 void ReadPolygons(GEOSContextHandle_t ctx, const GEOSGeometry* geometry, std::vector<DistrictOutlines::Polygon>& out)
 {
@@ -130,17 +122,24 @@ void ReadPolygons(GEOSContextHandle_t ctx, const GEOSGeometry* geometry, std::ve
 
 } // namespace
 
-bool DistrictOutlines::Split(const Polygon& polygon, std::size_t maxPoints, std::vector<Polygon>& out,
-                             std::string& error)
+namespace {
+
+int GeosPointCount(GEOSContextHandle_t ctx, const GEOSGeometry* g)
 {
-    if (PointCount(polygon) <= maxPoints || polygon.empty() || polygon[0].size() < 3) {
-        out.push_back(polygon);
+    const int n = GEOSGetNumCoordinates_r(ctx, g);
+    return n < 0 ? 0 : n;
+}
+
+// Cuts `g` (valid) in two on a grid line across the longer side of its box
+// while it has more than `maxPoints` points; the pieces go to `out`.
+bool SplitGeometry(GEOSContextHandle_t ctx, const GEOSGeometry* g, std::size_t maxPoints,
+                   std::vector<DistrictOutlines::Polygon>& out)
+{
+    double x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+    if (static_cast<std::size_t>(GeosPointCount(ctx, g)) <= maxPoints || !GEOSGeom_getXMin_r(ctx, g, &x0) ||
+        !GEOSGeom_getYMin_r(ctx, g, &y0) || !GEOSGeom_getXMax_r(ctx, g, &x1) || !GEOSGeom_getYMax_r(ctx, g, &y1)) {
+        ReadPolygons(ctx, g, out);
         return true;
-    }
-    double x0 = polygon[0][0].x, x1 = x0, y0 = polygon[0][0].y, y1 = y0;
-    for (const ePoint2D& p : polygon[0]) {
-        x0 = std::min(x0, p.x), x1 = std::max(x1, p.x);
-        y0 = std::min(y0, p.y), y1 = std::max(y1, p.y);
     }
     // The cut, on the district grid so that its vertices keep their place
     // when stored.
@@ -151,34 +150,41 @@ bool DistrictOutlines::Split(const Polygon& polygon, std::size_t maxPoints, std:
     const double unit = alongX ? step.cx : step.cy;
     const double cut = std::floor((alongX ? (x0 + x1) : (y0 + y1)) / 2 / unit) * unit;
     if (!(cut > (alongX ? x0 : y0) && cut < (alongX ? x1 : y1))) {
-        out.push_back(polygon); // too thin to cut
+        ReadPolygons(ctx, g, out); // too thin to cut
         return true;
     }
     const double margin = 1.0;
     const double halves[2][4] = {
         {x0 - margin, y0 - margin, alongX ? cut : x1 + margin, alongX ? y1 + margin : cut},
         {alongX ? cut : x0 - margin, alongX ? y0 - margin : cut, x1 + margin, y1 + margin}};
+    for (const auto& h : halves) {
+        Geom piece(GEOSClipByRect_r(ctx, g, h[0], h[1], h[2], h[3]), GeomDeleter{ctx});
+        if (!piece || !SplitGeometry(ctx, piece.get(), maxPoints, out))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool DistrictOutlines::Split(const Polygon& polygon, std::size_t maxPoints, std::vector<Polygon>& out,
+                             std::string& error)
+{
+    std::size_t points = 0;
+    for (const Ring& ring : polygon)
+        points += ring.size();
+    if (points <= maxPoints || polygon.empty() || polygon[0].size() < 3) {
+        out.push_back(polygon);
+        return true;
+    }
     Context context;
     GEOSContextHandle_t ctx = context.Get();
     Geom whole(MakePolygon(ctx, polygon), GeomDeleter{ctx});
     if (whole && GEOSisValid_r(ctx, whole.get()) != 1)
         whole.reset(GEOSMakeValid_r(ctx, whole.get()));
-    if (!whole) {
-        error = "GEOS cannot read a polygon to cut: " + context.Message();
+    if (!whole || !SplitGeometry(ctx, whole.get(), maxPoints, out)) {
+        error = "GEOS cannot cut a polygon into pieces: " + context.Message();
         return false;
-    }
-    for (const auto& h : halves) {
-        Geom box(GEOSGeom_createRectangle_r(ctx, h[0], h[1], h[2], h[3]), GeomDeleter{ctx});
-        Geom piece(box ? GEOSIntersection_r(ctx, whole.get(), box.get()) : nullptr, GeomDeleter{ctx});
-        if (!piece) {
-            error = "GEOS cannot cut a polygon: " + context.Message();
-            return false;
-        }
-        std::vector<Polygon> pieces;
-        ReadPolygons(ctx, piece.get(), pieces);
-        for (const Polygon& p : pieces)
-            if (!Split(p, maxPoints, out, error))
-                return false;
     }
     return true;
 }
