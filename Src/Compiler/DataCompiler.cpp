@@ -296,8 +296,11 @@ bool DataCompiler::WriteOutput(const std::string& dir)
     if (ec)
         return Fail("cannot create '" + poiDir + "Around': " + ec.message());
     if (!(WritePoiStore(poiDir) && WriteAdminIndex(poiDir) && WriteCategories(poiDir) && WriteDataSets(poiDir) &&
-          WriteDictionary(poiDir) && WriteInitialIndexes(poiDir) && WriteFullTextIndexes(poiDir) &&
-          WriteCrossroads(poiDir)))
+          WriteDictionary(poiDir) && WriteInitialIndexes(poiDir) && WriteFullTextIndexes(poiDir)))
+        return false;
+    // Each search's own files.
+    if (!(WriteTel(poiDir) && WriteAround(poiDir) && WriteAddressIndex(poiDir) && WriteSights(poiDir) &&
+          WriteCrossroads(poiDir) && WriteDistrict(poiDir)))
         return false;
     // Last, over everything written above.
     std::string error;

@@ -69,6 +69,7 @@ void PrintSummary(const Kest::DataCompiler::Summary& s, const std::string& out, 
                 s.counties, s.categories);
     std::printf("POI store:       %zu POIs; %zu in the pinyin-initial indexes, %zu without initials\n", s.pois,
                 s.indexedPois, s.unindexedPois);
+    std::printf("telephone index: %zu numbers; %zu phones rejected\n", s.telNumbers, s.rejectedPhones);
     std::printf("CoreDict.dct:    %zu words (%zu of the data's own offered first; %zu left out for room)\n",
                 s.dictWords, s.dictVocabulary, s.dictNoRoom);
     std::printf("crossroads:      %zu in POI/CrossRoad/; %zu split into two roads, %zu indexed by the whole name\n",
