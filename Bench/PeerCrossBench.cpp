@@ -31,6 +31,7 @@
 #include <vector>
 
 #include "BenchSupport.h"
+#include "PeerSupport.h"
 #include "Base/NdfFormat.h"
 #include "Compiler/CrossroadName.h"
 #include "Compiler/GbkCodec.h"
@@ -38,23 +39,10 @@
 #include "POIEngine/ePOIEngineManager.h"
 
 using namespace Kest;
-using KestBench::Percentile;
+using namespace KestBench;
 namespace fs = std::filesystem;
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-[[noreturn]] void Die(const std::string& what)
-{
-    std::fprintf(stderr, "PeerCrossBench: %s\n", what.c_str());
-    std::exit(1);
-}
-
-double Micros(Clock::time_point start)
-{
-    return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
-}
 
 struct Row {
     std::string name, province; // UTF-8
@@ -81,24 +69,6 @@ std::vector<Row> ReadRows(const std::string& csv)
     return rows;
 }
 
-void Exec(sqlite3* db, const std::string& sql)
-{
-    char* error = nullptr;
-    if (sqlite3_exec(db, sql.c_str(), nullptr, nullptr, &error) != SQLITE_OK) {
-        const std::string message = error ? error : "?";
-        sqlite3_free(error);
-        Die("SQLite: " + message + " in: " + sql);
-    }
-}
-
-sqlite3_stmt* Prepare(sqlite3* db, const char* sql)
-{
-    sqlite3_stmt* st = nullptr;
-    if (sqlite3_prepare_v3(db, sql, -1, SQLITE_PREPARE_PERSISTENT, &st, nullptr) != SQLITE_OK)
-        Die(std::string("SQLite: ") + sqlite3_errmsg(db) + " in: " + sql);
-    return st;
-}
-
 void BuildPeer(const std::vector<Row>& rows, const std::string& path)
 {
     fs::remove(path);
@@ -117,14 +87,12 @@ void BuildPeer(const std::vector<Row>& rows, const std::string& path)
         sqlite3_bind_int64(row, 1, static_cast<long long>(i + 1));
         sqlite3_bind_text(row, 2, rows[i].name.c_str(), -1, SQLITE_TRANSIENT);
         sqlite3_bind_text(row, 3, rows[i].province.c_str(), -1, SQLITE_TRANSIENT);
-        sqlite3_step(row);
-        sqlite3_reset(row);
+        Step(db, row);
         for (const std::string& k : rows[i].keys) {
             sqlite3_bind_text(key, 1, rows[i].province.c_str(), -1, SQLITE_TRANSIENT);
             sqlite3_bind_text(key, 2, k.c_str(), -1, SQLITE_TRANSIENT);
             sqlite3_bind_int64(key, 3, static_cast<long long>(i + 1));
-            sqlite3_step(key);
-            sqlite3_reset(key);
+            Step(db, key);
         }
     }
     sqlite3_finalize(row);
@@ -314,14 +282,15 @@ int main(int argc, char** argv)
         times[q.text][1].push_back(Micros(start));
     }
     std::printf("Crossroads of %s: %zu rows, %zu queries\n\n", out.c_str(), rows.size(), queries.size());
-    std::printf("| query | engine median us | engine p99 us | SQLite median us | SQLite p99 us | median ratio | p99 ratio "
-                "| hits read engine / SQLite |\n|---|---|---|---|---|---|---|---|\n");
+    std::printf("| query | engine median | engine p99 | SQLite median | SQLite p99 | SQLite / engine, median | "
+                "SQLite / engine, p99 | hits read, engine / SQLite |\n|---|---|---|---|---|---|---|---|\n");
     for (int text = 0; text < 2; ++text) {
         const double em = Percentile(times[text][0], 0.5), ep = Percentile(times[text][0], 0.99);
         const double sm = Percentile(times[text][1], 0.5), sp = Percentile(times[text][1], 0.99);
-        std::printf("| %s | %.1f | %.1f | %.1f | %.1f | %.2f | %.2f | %lld / %lld |\n",
-                    text ? "road name (text; SQLite FTS5 trigram)" : "keystroke (initials; SQLite B-tree)", em, ep, sm,
-                    sp, em / sm, ep / sp, hits[text][0], hits[text][1]);
+        std::printf("| %s | %s | %s | %s | %s | %s | %s | %lld / %lld |\n",
+                    text ? "road name (text; SQLite FTS5 trigram)" : "keystroke (initials; SQLite B-tree)",
+                    Us(em).c_str(), Us(ep).c_str(), Us(sm).c_str(), Us(sp).c_str(), Ratio(sm, em).c_str(),
+                    Ratio(sp, ep).c_str(), hits[text][0], hits[text][1]);
     }
     return 0;
 }

@@ -168,8 +168,8 @@ public:
     // The first file or page of the data directory that failed its check
     // since the last search began (QueryByInitial, QueryByFullText; a
     // refinement filters that search's hits and so keeps its damage), named
-    // below the data path ("POI/12.ndf page 7", "POI/AdminIndex.ndf");
-    // empty when none did. A search or a
+    // below the data path ("POI/12.ndf page 7", "POI/CrossRoad/410.ndf page
+    // 3", "POI/AdminIndex.ndf"); empty when none did. A search or a
     // record read that met damage may have answered with fewer hits, no
     // hits or an empty area name instead of failing: a caller that must
     // not show such an answer asks here after reading what it shows.
