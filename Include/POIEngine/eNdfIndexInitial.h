@@ -57,6 +57,11 @@ protected:
     unsigned char GetAllLeafs(eArray<ueglobal_addr_t>& gids, eArray<unsigned int>& nums, const ueglobal_addr_t& node,
                               unsigned int count);
     unsigned char GetBranchsName(eArray<eString>& names, const ueglobal_addr_t& node, unsigned int count);
+    // The Query of the sight and place-name readers, whose tries have no
+    // district levels: the letter walk from the root with the last key as the
+    // initials, the other keys ignored (eNdfIndexSightByPY.h).
+    unsigned char QueryLetterTrie(const eArray<eString>& keys, eArray<ueglobal_addr_t>& gids,
+                                  eArray<unsigned int>& nums, eArray<eString>& names);
 
     int m_nQueryedCount = 0;
     // Nodes whose deeper POIs are not delivered yet, first in, first out.

@@ -37,6 +37,11 @@ protected:
     // Orders hits by rank, ascending; equal ranks keep their order. The
     // scores are not permuted (they are all 1).
     void SortResult(eArray<ueglobal_addr_t>& addrs, eArray<unsigned int>& scores, eArray<int>& ranks);
+    // The Query of the sight and place-name text readers: the whole index is
+    // one district whose word table is the root node, and every text is a
+    // keyword (eNdfIndexSightbyText.h).
+    unsigned char QueryWholeIndex(const eArray<eString>& texts, eArray<ueglobal_addr_t>& addrs,
+                                  eArray<unsigned int>& scores, eArray<eString>& names);
 
 private:
     unsigned char DoQuery(const eString& word, int slot, int index, ueglobal_addr_t& district,

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "Compiler/FeatureBlockEncoder.h"
+#include "Compiler/NameInitials.h"
 #include "Compiler/PageFileWriter.h"
 #include "POIEngine/PinyinHelpers.h"
 #include "POIEngine/eNdfIndexInitial.h"
@@ -32,17 +33,27 @@ InitialIndexWriter::InitialIndexWriter(std::uint16_t fileId, int depth, bool dee
 bool InitialIndexWriter::AddPoi(std::string_view province, std::string_view city, std::string_view name,
                                 const ueglobal_addr_t& poi)
 {
-    // The initials as the reader folds the query: GetPYInitials ends at the
-    // first character without an initial.
-    const std::string text(name);
-    std::unique_ptr<char[]> raw(GetPYInitials(text.c_str()));
-    std::string initials;
-    for (const char* p = raw.get(); p != nullptr && *p != 0 && static_cast<int>(initials.size()) < m_nDepth; ++p)
-        initials += static_cast<char>(eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(*p)));
-    if (initials.empty())
+    std::vector<std::string> keys;
+    if (m_bVariants) {
+        // Variants differ in their first letter, so no prefix reaches two of
+        // them and no answer holds the POI twice.
+        keys = NameInitials::Variants(name, m_nDepth);
+    } else {
+        // The initials as the reader folds the query: GetPYInitials ends at
+        // the first character without an initial.
+        const std::string text(name);
+        std::unique_ptr<char[]> raw(GetPYInitials(text.c_str()));
+        std::string initials;
+        for (const char* p = raw.get(); p != nullptr && *p != 0 && static_cast<int>(initials.size()) < m_nDepth; ++p)
+            initials += static_cast<char>(eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(*p)));
+        if (!initials.empty())
+            keys.push_back(initials);
+    }
+    if (keys.empty())
         return false;
 
-    const std::string provinceName(province), cityName(city);
+    const std::string provinceName(m_bLettersOnly ? std::string_view() : province);
+    const std::string cityName(m_bLettersOnly ? std::string_view() : city);
     auto p = m_provinceIndex.find(provinceName);
     if (p == m_provinceIndex.end()) {
         p = m_provinceIndex.emplace(provinceName, m_provinces.size()).first;
@@ -54,12 +65,14 @@ bool InitialIndexWriter::AddPoi(std::string_view province, std::string_view city
         c = target.cityIndex.emplace(cityName, target.cities.size()).first;
         target.cities.push_back(City{cityName, {}});
     }
-    target.cities[c->second].rows.push_back(Row{initials, poi});
+    for (const std::string& key : keys)
+        target.cities[c->second].rows.push_back(Row{key, poi});
     return true;
 }
 
 bool InitialIndexWriter::WriteNode(PageFileWriter& out, const City& city, const std::vector<std::size_t>& members,
-                                   std::size_t depth, ueglobal_addr_t& first, std::uint32_t& count)
+                                   const std::vector<std::size_t>& hidden, std::size_t depth, ueglobal_addr_t& first,
+                                   std::uint32_t& count)
 {
     first = ueglobal_addr_t{};
     count = 0;
@@ -68,31 +81,46 @@ bool InitialIndexWriter::WriteNode(PageFileWriter& out, const City& city, const 
     std::map<signed char, std::vector<std::size_t>> byLetter;
     for (std::size_t row : members)
         byLetter[static_cast<signed char>(city.rows[row].initials[depth])].push_back(row);
-    if (byLetter.empty())
+    if (byLetter.empty() && hidden.empty())
         return true;
 
-    // Children first: a letter record names its child node's pair.
+    // One record per POI that ends at the letter (at least one): the first
+    // names the child and the first leaf with the number of leaves, each later
+    // one its leaf with the number still to come.
     std::vector<PageFileWriter::Record> run;
+    const ueglobal_addr_t none{};
+    auto addLetter = [&](unsigned char byte, const ueglobal_addr_t& child, std::uint32_t childCount,
+                         const std::vector<std::size_t>& ending, std::size_t below) {
+        const std::uint32_t k = static_cast<std::uint32_t>(ending.size());
+        run.push_back(BlockRecord(byte, child, childCount, k > 0 ? city.rows[ending[0]].poi : none, k));
+        for (std::uint32_t j = 1; j < k; ++j)
+            run.push_back(BlockRecord(byte, none, 0, city.rows[ending[j]].poi, k - j));
+        if (m_bDeeperCounts && below > 0)
+            run.back().SetInt(2, static_cast<std::uint32_t>(below));
+    };
+    // POIs that end at this node's prefix beyond those its letter lists
+    // follow the records of the first letter, under that letter; with no
+    // letter, under the hidden one.
+    if (byLetter.empty())
+        addLetter(static_cast<unsigned char>(NdfFormat::kInitialHiddenLetter), none, 0, hidden, 0);
     for (const auto& [letter, rows] : byLetter) {
         std::vector<std::size_t> ending, deeper;
         for (std::size_t row : rows)
             (city.rows[row].initials.size() == depth + 1 ? ending : deeper).push_back(row);
+        std::vector<std::size_t> beyond;
+        const std::size_t listed = deeper.empty() ? kMaxDirect : kMaxDirect - 1;
+        if (ending.size() > listed) {
+            beyond.assign(ending.begin() + static_cast<std::ptrdiff_t>(listed), ending.end());
+            ending.resize(listed);
+        }
+        // Children first: a letter record names its child node's pair.
         ueglobal_addr_t child{};
         std::uint32_t childCount = 0;
-        if (!WriteNode(out, city, deeper, depth + 1, child, childCount))
+        if (!WriteNode(out, city, deeper, beyond, depth + 1, child, childCount))
             return false;
-
-        // One record per POI that ends here (at least one): the first names
-        // the child and the first leaf with the number of leaves, each later
-        // one its leaf with the number still to come.
-        const unsigned char byte = static_cast<unsigned char>(letter);
-        const std::uint32_t k = static_cast<std::uint32_t>(ending.size());
-        const ueglobal_addr_t none{};
-        run.push_back(BlockRecord(byte, child, childCount, k > 0 ? city.rows[ending[0]].poi : none, k));
-        for (std::uint32_t j = 1; j < k; ++j)
-            run.push_back(BlockRecord(byte, none, 0, city.rows[ending[j]].poi, k - j));
-        if (m_bDeeperCounts && !deeper.empty())
-            run.back().SetInt(2, static_cast<std::uint32_t>(deeper.size()));
+        addLetter(static_cast<unsigned char>(letter), child, childCount, ending, deeper.size() + beyond.size());
+        if (!hidden.empty() && run.size() > 0 && letter == byLetter.begin()->first)
+            addLetter(static_cast<unsigned char>(letter), none, 0, hidden, 0);
     }
     if (!out.AppendRun(run, first)) {
         m_error = out.GetError();
@@ -109,18 +137,49 @@ bool InitialIndexWriter::Write(const std::string& path)
         m_error = out.GetError();
         return false;
     }
+    const ueglobal_addr_t none{};
+    auto writeRoot = [&](const ueglobal_addr_t& child, std::uint32_t childCount) {
+        const std::vector<unsigned char> block =
+            FeatureBlockEncoder::Encode(childCount > 0 ? child : none, childCount, none, 0);
+        PageFileWriter::Record root;
+        root.Set(1, block.data(), block.size());
+        ueglobal_addr_t rootAddr{};
+        if (!out.AppendRun({root}, rootAddr, true)) {
+            m_error = out.GetError();
+            return false;
+        }
+        out.SetIndexHeader(rootAddr, m_nDepth);
+        if (!out.Close()) {
+            m_error = out.GetError();
+            return false;
+        }
+        return true;
+    };
+    auto allRows = [](const City& city) {
+        std::vector<std::size_t> all(city.rows.size());
+        for (std::size_t i = 0; i < all.size(); ++i)
+            all[i] = i;
+        return all;
+    };
+    if (m_bLettersOnly) {
+        // The root names the letter trie itself.
+        ueglobal_addr_t letters{};
+        std::uint32_t letterCount = 0;
+        if (!m_provinces.empty() &&
+            !WriteNode(out, m_provinces[0].cities[0], allRows(m_provinces[0].cities[0]), {}, 0, letters, letterCount))
+            return false;
+        return writeRoot(letters, letterCount);
+    }
+
     // Bottom-up: each city's trie, then the cities of a province, then the
     // provinces, then the root record.
     std::vector<PageFileWriter::Record> provinces;
     for (const Province& province : m_provinces) {
         std::vector<PageFileWriter::Record> cities;
         for (const City& city : province.cities) {
-            std::vector<std::size_t> all(city.rows.size());
-            for (std::size_t i = 0; i < all.size(); ++i)
-                all[i] = i;
             ueglobal_addr_t letters{};
             std::uint32_t letterCount = 0;
-            if (!WriteNode(out, city, all, 0, letters, letterCount))
+            if (!WriteNode(out, city, allRows(city), {}, 0, letters, letterCount))
                 return false;
             PageFileWriter::Record record;
             record.SetText(0, city.name).SetInt(1, letterCount).SetAddr(2, letters);
@@ -142,23 +201,7 @@ bool InitialIndexWriter::Write(const std::string& path)
         m_error = out.GetError();
         return false;
     }
-    const ueglobal_addr_t none{};
-    const std::uint32_t provinceCount = static_cast<std::uint32_t>(provinces.size());
-    const std::vector<unsigned char> block =
-        FeatureBlockEncoder::Encode(provinceCount > 0 ? firstProvince : none, provinceCount, none, 0);
-    PageFileWriter::Record root;
-    root.Set(1, block.data(), block.size());
-    ueglobal_addr_t rootAddr{};
-    if (!out.AppendRun({root}, rootAddr, true)) {
-        m_error = out.GetError();
-        return false;
-    }
-    out.SetIndexHeader(rootAddr, m_nDepth);
-    if (!out.Close()) {
-        m_error = out.GetError();
-        return false;
-    }
-    return true;
+    return writeRoot(firstProvince, static_cast<std::uint32_t>(provinces.size()));
 }
 
 } // namespace Kest

@@ -158,6 +158,8 @@ std::vector<SegFullTextIndexWriter::Word> SegFullTextIndexWriter::Words(std::str
 int SegFullTextIndexWriter::AddPoi(std::string_view province, std::string_view city, std::string_view name,
                                    const ueglobal_addr_t& poi)
 {
+    if (m_bWhole)
+        province = city = std::string_view();
     auto p = std::find_if(m_provinces.begin(), m_provinces.end(), [&](const Province& x) { return x.name == province; });
     if (p == m_provinces.end()) {
         m_provinces.push_back(Province{std::string(province), {}});
@@ -191,34 +193,68 @@ bool SegFullTextIndexWriter::Write(const std::string& path)
         writer.Close();
         return false;
     };
+    // A city's postings, then its word table; gives the table's pair.
+    auto writeTable = [&](const City& c, ueglobal_addr_t& first, std::uint32_t& count) {
+        std::vector<Record> table;
+        for (const auto& [key, postings] : c.words) {
+            std::vector<Record> run;
+            for (const Posting& posting : postings) {
+                Record r;
+                r.SetInt(2, static_cast<std::uint32_t>(posting.position)).SetAddr(3, posting.poi);
+                run.push_back(std::move(r));
+            }
+            ueglobal_addr_t postingsAt{};
+            if (!writer.AppendRun(run, postingsAt))
+                return false;
+            Record w;
+            w.SetInt(0, static_cast<std::uint32_t>(key))
+                .SetInt(1, static_cast<std::uint32_t>(postings.size()))
+                .SetAddr(2, postingsAt);
+            table.push_back(std::move(w));
+        }
+        count = static_cast<std::uint32_t>(table.size());
+        return writer.AppendRun(table, first);
+    };
+    auto writeRoot = [&](const ueglobal_addr_t& child, std::uint32_t childCount, int depth) {
+        const auto block = FeatureBlockEncoder::Encode(child, childCount, {}, 0);
+        Record root;
+        root.Set(1, block.data(), block.size());
+        ueglobal_addr_t rootAddr{};
+        if (!writer.AppendRun({root}, rootAddr, true))
+            return false;
+        writer.SetIndexHeader(rootAddr, depth);
+        return true;
+    };
+    auto close = [&]() {
+        if (!writer.Close()) {
+            m_error = writer.GetError();
+            return false;
+        }
+        return true;
+    };
+    if (m_bWhole) {
+        // The root names the word table itself.
+        ueglobal_addr_t table{};
+        std::uint32_t words = 0;
+        if (!m_provinces.empty() && !writeTable(m_provinces[0].cities[0], table, words))
+            return fail();
+        if (!writeRoot(table, words, 0))
+            return fail();
+        return close();
+    }
+
     // Bottom-up: each city's postings, then its word table, then the city
     // runs, the provinces and the root.
     std::vector<Record> provinces;
     for (const Province& p : m_provinces) {
         std::vector<Record> cities;
         for (const City& c : p.cities) {
-            std::vector<Record> table;
-            for (const auto& [key, postings] : c.words) {
-                std::vector<Record> run;
-                for (const Posting& posting : postings) {
-                    Record r;
-                    r.SetInt(2, static_cast<std::uint32_t>(posting.position)).SetAddr(3, posting.poi);
-                    run.push_back(std::move(r));
-                }
-                ueglobal_addr_t first{};
-                if (!writer.AppendRun(run, first))
-                    return fail();
-                Record w;
-                w.SetInt(0, static_cast<std::uint32_t>(key))
-                    .SetInt(1, static_cast<std::uint32_t>(postings.size()))
-                    .SetAddr(2, first);
-                table.push_back(std::move(w));
-            }
             ueglobal_addr_t first{};
-            if (!writer.AppendRun(table, first))
+            std::uint32_t words = 0;
+            if (!writeTable(c, first, words))
                 return fail();
             Record r;
-            r.SetText(0, c.name).SetInt(1, static_cast<std::uint32_t>(table.size())).SetAddr(2, first);
+            r.SetText(0, c.name).SetInt(1, words).SetAddr(2, first);
             cities.push_back(std::move(r));
         }
         ueglobal_addr_t first{};
@@ -231,18 +267,9 @@ bool SegFullTextIndexWriter::Write(const std::string& path)
     ueglobal_addr_t first{};
     if (!writer.AppendRun(provinces, first))
         return fail();
-    const auto block = FeatureBlockEncoder::Encode(first, static_cast<unsigned int>(provinces.size()), {}, 0);
-    Record root;
-    root.Set(1, block.data(), block.size());
-    ueglobal_addr_t rootAddr{};
-    if (!writer.AppendRun({root}, rootAddr, true))
+    if (!writeRoot(first, static_cast<std::uint32_t>(provinces.size()), 0))
         return fail();
-    writer.SetIndexHeader(rootAddr, 0);
-    if (!writer.Close()) {
-        m_error = writer.GetError();
-        return false;
-    }
-    return true;
+    return close();
 }
 
 } // namespace Kest

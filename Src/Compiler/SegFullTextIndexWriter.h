@@ -35,6 +35,11 @@ public:
     explicit SegFullTextIndexWriter(std::uint16_t fileId,
                                     std::uint32_t targetPageSize = NdfFormat::kDefaultTargetPageSize);
 
+    // No districts: the root names the one word table of every POI added
+    // (the province and city given to AddPoi are ignored), as the sight and
+    // place-name text indexes are. Set before the first AddPoi.
+    void SetWholeIndex(bool whole) { m_bWhole = whole; }
+
     // Names are GBK. Provinces and cities keep the order of their first POI.
     // Returns the number of postings made for the name.
     int AddPoi(std::string_view province, std::string_view city, std::string_view name, const ueglobal_addr_t& poi);
@@ -83,6 +88,7 @@ private:
 
     std::uint16_t m_nFileId;
     std::uint32_t m_nTarget;
+    bool m_bWhole = false;
     std::vector<Province> m_provinces;
     std::string m_error;
 };

@@ -370,4 +370,31 @@ unsigned char eNdfIndexInitial::GetBranchsName(eArray<eString>& names, const ueg
     return 1;
 }
 
+unsigned char eNdfIndexInitial::QueryLetterTrie(const eArray<eString>& keys, eArray<ueglobal_addr_t>& gids,
+                                                eArray<unsigned int>& nums, eArray<eString>& names)
+{
+    m_nQueryedCount = 0;
+    m_arCacheGids.RemoveAll();
+    m_arCacheNums.RemoveAll();
+    if (!IsOpen() && !GetRoot())
+        return 0;
+    gids.RemoveAll();
+    nums.RemoveAll();
+    names.RemoveAll();
+    // Only the last key counts; an empty list raises the array's assertion.
+    eArray<eString> initials;
+    initials.Add(keys[keys.GetSize() - 1]);
+    // The walk takes a copy of the root pair, so the reader stays reusable.
+    ueglobal_addr_t node = m_gidRoot;
+    unsigned int count = m_nRootCount;
+    eArray<ueglobal_addr_t> deepGids;
+    eArray<unsigned int> deepNums;
+    QueryByPY(gids, nums, deepGids, deepNums, names, node, count, initials);
+    // True whatever the walk gave, and, unlike the district query, the real
+    // next letters stay even when 100 results were reached.
+    gids.Append(deepGids);
+    nums.Append(deepNums);
+    return 1;
+}
+
 } // namespace Kest

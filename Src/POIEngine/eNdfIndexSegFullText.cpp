@@ -272,4 +272,24 @@ void eNdfIndexSegFullText::SortResult(eArray<ueglobal_addr_t>& addrs, eArray<uns
     ranks = sortedRanks;
 }
 
+unsigned char eNdfIndexSegFullText::QueryWholeIndex(const eArray<eString>& texts, eArray<ueglobal_addr_t>& addrs,
+                                                    eArray<unsigned int>& scores, eArray<eString>& names)
+{
+    if (!IsOpen() && !GetRoot())
+        return 0;
+    addrs.RemoveAll();
+    scores.RemoveAll();
+    names.RemoveAll();
+    // The keywords are searched one after another and their hits appended in
+    // keyword order; the sort then orders them all by rank.
+    eArray<int> ranks;
+    ueglobal_addr_t district = m_gidRoot;
+    unsigned int districtInfo = m_nRootCount;
+    QueryByText(addrs, scores, ranks, names, district, districtInfo, texts);
+    SortResult(addrs, scores, ranks);
+    // True also when the text search failed: the hits are then empty or
+    // only those of the keywords before the failing one.
+    return 1;
+}
+
 } // namespace Kest

@@ -49,6 +49,13 @@ std::vector<std::vector<std::string>> Searches(const std::string& dir)
         {"--province", "上海", "text", "医院"},
         {"--province", "北京", "--refine", "营业厅", "text", "银行"},
         {"--province", "上海", "--city", "上海", "--refine", "大", "text", "酒店"},
+        {"around", "116.4374", "39.8893", "2000"},
+        {"--type", "2000", "around", "121.4737", "31.2304", "1km"},
+        {"nearest", "121.4737", "31.2304"},
+        {"sight", "initial", "S"},
+        {"sight", "text", "公园"},
+        {"place", "initial", "J"},
+        {"--refine", "东", "place", "text", "街道"},
     };
     std::vector<std::vector<std::string>> searches;
     for (const auto& tail : tails) {
