@@ -56,11 +56,8 @@ protected:
                             if (i == 0)
                                 first = at;
                         }
-                        const std::uint32_t code = static_cast<unsigned char>(cat.key[0]) |
-                                                   static_cast<std::uint32_t>(static_cast<unsigned char>(cat.key[1])) << 8 |
-                                                   static_cast<std::uint32_t>(static_cast<unsigned char>(cat.key[2])) << 16 |
-                                                   static_cast<std::uint32_t>(static_cast<unsigned char>(cat.key[3])) << 24;
-                        ASSERT_TRUE(writer.AddCategory(code, first, static_cast<std::uint32_t>(cat.kids.size())));
+                        ASSERT_TRUE(writer.AddCategory(KeyCode(cat.key), first,
+                                                       static_cast<std::uint32_t>(cat.kids.size())));
                     }
                 }
             }

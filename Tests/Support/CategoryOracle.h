@@ -28,6 +28,14 @@ inline std::string CodeKey(std::uint32_t code)
                        static_cast<char>((code >> 16) & 0xFF), static_cast<char>(code >> 24)};
 }
 
+inline std::uint32_t KeyCode(const std::string& key)
+{
+    std::uint32_t code = 0;
+    for (int i = 3; i >= 0; --i)
+        code = code << 8 | static_cast<unsigned char>(key[static_cast<std::size_t>(i)]);
+    return code;
+}
+
 struct CategoryAnswer {
     bool ok = false;
     std::vector<const std::vector<CategoryNode>*> ranges; // the POI runs found, in order
@@ -111,10 +119,7 @@ inline CategoryAnswer CategoryQuery(const CategoryNode& root, const std::vector<
             }
             if (node.key.size() != 4)
                 break;
-            const std::uint32_t code = static_cast<unsigned char>(node.key[0]) |
-                                       static_cast<std::uint32_t>(static_cast<unsigned char>(node.key[1])) << 8 |
-                                       static_cast<std::uint32_t>(static_cast<unsigned char>(node.key[2])) << 16 |
-                                       static_cast<std::uint32_t>(static_cast<unsigned char>(node.key[3])) << 24;
+            const std::uint32_t code = KeyCode(node.key);
             if (code > wanted)
                 break;
             if (code < wanted)
