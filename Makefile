@@ -10,7 +10,7 @@ FUZZ_SECONDS ?= 10
 # Generated benchmark data sets, made once (Scripts/bench-data.sh).
 BENCH_DATA ?= $(HOME)/.cache/poi-bench
 
-.PHONY: all deps build build-asan test demo fuzz bench clean
+.PHONY: all deps build build-asan test demo fuzz bench clean install deb
 
 all: build
 
@@ -59,6 +59,17 @@ bench:
 	@$(RELEASE)/Bench/RecallBench $(BENCH_DATA)/100000/out $(BENCH_DATA)/1000000/out
 	@echo "== $(RELEASE)/Bench/PeerBench"
 	@$(RELEASE)/Bench/PeerBench $(BENCH_DATA)/100000/out $(BENCH_DATA)/1000000/out
+
+# Installs the library, its headers, CMake and pkg-config files, poi, the word
+# list and the docs below PREFIX (cmake/Install.cmake lists what goes where).
+PREFIX ?= /usr/local
+install: build
+	cmake --install $(BUILD) --prefix $(PREFIX)
+
+# The Debian package of the same, below /usr: $(BUILD)/poiengine_<version>_<arch>.deb.
+deb: build
+	cd $(BUILD) && cpack -G DEB
+	@ls $(BUILD)/poiengine_*.deb
 
 clean:
 	rm -rf $(BUILD) $(ASAN) $(FUZZ) $(RELEASE)

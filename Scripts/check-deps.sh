@@ -4,7 +4,9 @@
 # apt-get line to run and fails.
 set -euo pipefail
 
-packages=(g++ make cmake libgtest-dev libgmock-dev nlohmann-json3-dev)
+packages=(g++ make cmake libgtest-dev libgmock-dev nlohmann-json3-dev libgeos-dev)
+# The install checks: pkg-config, and what cpack needs for the Debian package.
+packages+=(pkgconf dpkg-dev file)
 # Extra packages a target needs can be passed as arguments.
 packages+=("$@")
 

@@ -100,6 +100,10 @@ constexpr std::uint32_t kPoiStorePageSize = 1024;
 // File numbers of a data set's indexes: the data set plus these.
 constexpr int kInitialFileBase = 100;
 constexpr int kFullTextFileBase = 200;
+// File numbers of a data set's crossroad indexes in "POI/CrossRoad/": the
+// full-text index and the pinyin-initial index (first form).
+constexpr int kCrossTextFileBase = 300;
+constexpr int kCrossInitialFileBase = 400;
 // Letters of initials an index resolves unless its writer is told otherwise.
 constexpr int kInitialDefaultDepth = 10;
 // A result record of the second form counts at most this many further POIs
@@ -117,6 +121,40 @@ constexpr std::size_t kInitialMaxDirect = 99;
 // The letter of that hidden branch: a zero byte, which no query can hold.
 constexpr char kInitialHiddenLetter = '\0';
 
+// ---- Telephone search (docs/format.md, "Telephone trie index") ----
+// "POI/Tel/" holds its own POI record store, page file 1 as in "POI/", one
+// record per (number, POI) sorted by number, and the digit trie over it.
+constexpr std::uint16_t kTelStoreFileId = 1;
+constexpr int kTelIndexFileId = 102;
+// The most digits a number may have once normalised; a longer one is
+// rejected by the compiler.
+constexpr std::size_t kTelMaxDigits = 20;
+
+} // namespace NdfFormat
+} // namespace Kest
+
+namespace Kest {
+namespace NdfFormat {
+
+// ---- "POI/POIAround.ndf", the around grid (docs/format.md, "Around grid") ----
+// Header of 64 bytes, a directory of 8-byte cells, 20-byte records. Bytes 0-3
+// of the header hold the magic and the format version, which the tools check
+// and the search ignores.
+constexpr char kAroundFileName[] = "POIAround.ndf";
+constexpr std::uint8_t kAroundMagic[3] = {'K', 'A', 'R'};
+constexpr std::uint8_t kAroundVersion = 1;
+// The smallest cell side the compiler chooses, in degrees (about 250 m), so
+// that a small data set does not get cells far below a search's radius: the
+// largest radius (10000 units, 0.1 degree) then spans at most 80 cells a side.
+constexpr double kAroundMinCellSize = 0.0025;
+// ---- The category index of the search by address ("POI/100.ndf") ----
+// Area records (field 0 the GBK name, field 1 a feature block whose child
+// pair is the level below) for provinces, cities and counties; below each
+// county its category records (field 0 the u32 code, ascending; field 1 a
+// block whose child pair is the run of the county's POIs of that code in the
+// POI store). The header's depth is the number of area levels.
+constexpr std::uint16_t kCategoryIndexFileId = 100;
+constexpr int kCategoryIndexDepth = 3;
 // ---- Sights and place names: each set in its own directory below POI/,
 // with its own record store (kPoiStoreFileId), "CoreDict.dct" and two
 // indexes: a letter trie without district levels (first-form records) and a
@@ -127,6 +165,26 @@ constexpr int kSightPinyinFile = 105;
 constexpr int kSightTextFile = 106;
 constexpr int kPlaceNameTextFile = 107;
 constexpr int kPlaceNamePinyinFile = 108;
+// ---- District index ("POI/101.ndf", docs/format.md "District index") ----
+// Header: the address of the first top-level area record and the number of
+// top-level areas. Area records, fields by number: 0 the region blob, 1 least
+// x, 2 greatest x, 3 greatest y, 4 least y (doubles), 5 the u32 area code
+// (last level), 6 the child range's first record and 7 its signed 32-bit
+// count (levels 1 and 2). Regions lie on the grid of the box's least corner,
+// the scale below and kDistrictUnits.
+constexpr std::uint16_t kDistrictFileId = 101;
+constexpr int kDistrictLevels = 3;
+constexpr unsigned char kDistrictFieldRegion = 0;
+constexpr unsigned char kDistrictFieldMinX = 1;
+constexpr unsigned char kDistrictFieldMaxX = 2;
+constexpr unsigned char kDistrictFieldMaxY = 3;
+constexpr unsigned char kDistrictFieldMinY = 4;
+constexpr unsigned char kDistrictFieldCode = 5;
+constexpr unsigned char kDistrictFieldChild = 6;
+constexpr unsigned char kDistrictFieldChildCount = 7;
+constexpr double kDistrictScaleX = 1.0;                 // 0x3FF0000000000000
+constexpr double kDistrictScaleY = 0.6666666666666666;  // 0x3FE5555555555555
+constexpr int kDistrictUnits = 4000;
 
 } // namespace NdfFormat
 } // namespace Kest

@@ -15,6 +15,7 @@ class eNdfIndex;
 class eNdfIndexInitial;
 class eNdfIndexInitial2;
 class eNdfPool;
+class eNdfQueryAround;
 class eNdfRecordsetTabular;
 class ePOIEngineContainer;
 
@@ -84,6 +85,52 @@ public:
     // an even byte position.
     bool QueryFromPreByFullText(const char* szText);
 
+    // ---- Search around a point ----
+    // The POIs of category `type` within `radius` (1e-5 degree units, at
+    // most 10000) of longitude `x`, latitude `y`, nearest first, read from
+    // "P/POI/POIAround.ndf". Category types 1050, 2000, 3000, 7000, 9030,
+    // 11000 and 12050 take a range of codes, 65536 takes every code, any
+    // other value that code alone. Nonzero when there are hits.
+    int QueryByAround(double x, double y, double radius, int type);
+    // The POIs nearest to (x, y): within 500 units, else 2000, else 8000,
+    // nearest first. Zero when there is none within 8000. `maxDistance` is
+    // set to 10000.
+    int QueryNearestPOI(double x, double y, int& maxDistance);
+    // ---- Search by telephone number ----
+    // `number`: the digits typed so far. True when they are a path of the
+    // telephone index ("P/POI/Tel/102.ndf"): the hits are the POIs whose
+    // number is exactly that, then those whose number continues it (shorter
+    // numbers first, then by number), and `nextDigits` holds the
+    // `nextDigitCount` digits that may be typed next, ascending, without a
+    // terminator (engine-owned, valid until the next search that fills it).
+    // The index file is tried once per engine: if it is missing, this and
+    // every later call answer false. On false the outputs are untouched.
+    bool QueryByTelephone(const char* number, char*& nextDigits, int& nextDigitCount);
+    // ---- POI categories: branches and their leaves with codes, read from
+    // "P/POI/Around/POI_SORT.txt" on first use and kept ----
+    // Reads the file into the branch and leaf arrays. False for a missing
+    // file, a blank line, a malformed leaf line or a count mismatch; what was
+    // read before stays, and is not read again while both arrays hold some.
+    bool LoadPoiSort();
+    // The lists below are engine-owned (each name a zero-terminated copy),
+    // valid until the next list call or ReleaseQueryMem.
+    // The names of all branches.
+    bool GetBranchPoiTypes(char**& list, int& count);
+    // The names of one branch's leaves (branch matched ignoring ASCII case),
+    // which becomes the current branch; a null branch lists the branches.
+    bool GetPoiTypes(const char* branch, char**& list, int& count);
+    // The names of all leaves, in file order.
+    bool GetAllPoiTypes(char**& list, int& count);
+    // The code of a leaf, looked up in the current branch first, then among
+    // all leaves (ignoring ASCII case); -1 when none is named so.
+    int GetPoiCode(const char* name);
+
+    // ---- Search by address ----
+    // POIs by province, city and county (each a part of the area's name, or
+    // "*" for any) and category (a code in decimal; "*" or empty for all).
+    // `level` 1 to 4: at 1 and 2 GetPOIInfo reads only the name of a hit.
+    bool QueryByAddress(int level, const char* province, const char* city, const char* county,
+                        const char* category);
     // ---- Sights and place names, each its own small set of POIs ----
     // By the pinyin initials typed so far ("POI/Sight/105.ndf",
     // "POI/PlaceName/108.ndf"): at most 100 hit runs, paged like the
@@ -98,6 +145,24 @@ public:
     // most 100 hit runs, no paging.
     bool QuerySightByText(const char* text);
     bool QueryPlaceNameByText(const char* text);
+    // ---- Crossroads (data in "P/POI/CrossRoad/", its own record store) ----
+    // File number of a data set's crossroad indexes: `nFileNo` plus these.
+    static constexpr int kCrossInitialFileBase = NdfFormat::kCrossInitialFileBase;
+    static constexpr int kCrossTextFileBase = NdfFormat::kCrossTextFileBase;
+    // By the pinyin initials of the road names. `nMode` chooses the keys:
+    // none (0), `szFirst` (1: a province, whose crossroads' district nodes
+    // come back rather than crossroads), or all three (2, 3 or any negative
+    // value: province, city, initials; "*" for every district); above 3 the
+    // call fails at once. Each crossroad is indexed under the initials of
+    // both of its roads in both orders. The first batch holds kFirstBatch
+    // hits, the rest is paged in as for QueryByInitial; `szNextLetters`
+    // (engine-owned) holds the letters that may be typed next.
+    bool QueryCrossRoadByPY(int nMode, int nFileNo, const char* szFirst, const char* szSecond, const char* szThird,
+                            char*& szNextLetters, int& nNextCount);
+    // By road-name text: the same modes, the text third (searched as given:
+    // no widening of digits or letters). At most kFirstBatch hits.
+    bool QueryCrossRoadByText(int nMode, int nFileNo, const char* szFirst, const char* szSecond,
+                              const char* szThird);
 
     // ---- Damage (beside the searches; their results are unchanged) ----
     // The first file or page of the data directory that failed its check
@@ -128,6 +193,8 @@ protected:
     // Reads the header of "<directory><fileNumber>.ndf" into `index` unless
     // that file is the one it already reads.
     int OpenIndex(eNdfIndex& index, const eString& directory, int fileNumber);
+    // Sets the kind and pool of an around search and opens the grid.
+    bool PrepareAround();
     // The sight and place-name searches (ePOIEngineManagerSight.cpp):
     // `reader` is the method's own member, `sight` tells the set.
     bool QuerySetByPY(eNdfIndex*& reader, bool sight, const char* initials, char*& nextChars, int& nextCount);
@@ -135,10 +202,24 @@ protected:
     // Reads the header of "<directory><fileNumber>.ndf" into `index`,
     // whatever it read before.
     bool ReadIndexHeader(eNdfIndex& index, const eString& directory, int fileNumber);
+    // Reads the header of "<directory><fileNumber>.ndf" into `index`
+    // whatever file it reads now (the crossroad searches decide themselves
+    // when to re-read); false when the file is missing or short.
+    bool ReadCrossIndexHeader(eNdfIndex& index, const eString& directory, int fileNumber);
+    // The key list of a crossroad search's mode (0 none, 1 the first, else
+    // all three).
+    static void CrossKeys(int nMode, const char* szFirst, const char* szSecond, const char* szThird,
+                          eArray<eString>& keys);
     // Forgets the damage found before a new search (see GetLastDamage).
     void BeginSearch();
     // A refinement's result: the record set over the kept hits, one each.
     void KeepHits(const eArray<ueglobal_addr_t>& kept);
+    // Loads the category arrays unless both hold entries.
+    bool EnsurePoiSort();
+    // Frees the list handed out last (m_ppTypeList).
+    void FreeTypeList();
+    // Replaces that list by copies of `names` and hands it out.
+    bool HandOutTypeList(const eArray<eString>& names, char**& list, int& count);
 
     int m_nQueryType = 0;
     int m_nAddressLevel = 0;
@@ -156,11 +237,11 @@ protected:
     eNdfIndex* m_pIndexSightText = nullptr;
     eNdfIndex* m_pIndexTel = nullptr;
     eNdfIndex* m_pIndexCrossText = nullptr;
-    eNdfIndex* m_pIndexCrossPY = nullptr;
+    eNdfIndexInitial* m_pIndexCrossPY = nullptr;
     eNdfIndex* m_pIndexAddress = nullptr;
     eNdfIndex* m_pIndexPlaceText = nullptr;
     eNdfIndex* m_pIndexPlacePY = nullptr;
-    eNdfIndex* m_pQueryAround = nullptr;
+    eNdfQueryAround* m_pQueryAround = nullptr;
     eArray<POISortBranch> m_arSortBranch;
     eArray<POISortLeaf> m_arSortLeaf;
     int m_nCurBranch = -1;

@@ -115,6 +115,7 @@ bool DataCompiler::Run()
     m_gbkCounties.clear();
     m_pois.clear();
     m_others.clear();
+    m_crossroads.clear();
     m_words.clear();
     m_poiAddrs.clear();
     if (!ReadSources())
@@ -168,7 +169,7 @@ bool DataCompiler::ReadSources()
     return ReadCsv(kPois, SourceFileReader::Kind::Poi, m_pois) &&
            ReadCsv(kSights, SourceFileReader::Kind::Poi, m_others) &&
            ReadCsv(kPlaceNames, SourceFileReader::Kind::Poi, m_others) &&
-           ReadCsv(kCrossroads, SourceFileReader::Kind::Crossroad, m_others) && ReadWords();
+           ReadCsv(kCrossroads, SourceFileReader::Kind::Crossroad, m_crossroads) && ReadWords();
 }
 
 bool DataCompiler::ReadGazetteer()
@@ -297,7 +298,9 @@ bool DataCompiler::WriteOutput(const std::string& dir)
     if (!(WritePoiStore(poiDir) && WriteAdminIndex(poiDir) && WriteCategories(poiDir) && WriteDataSets(poiDir) &&
           WriteDictionary(poiDir) && WriteInitialIndexes(poiDir) && WriteFullTextIndexes(poiDir)))
         return false;
-    if (!WriteSights(poiDir))
+    // Each search's own files.
+    if (!(WriteTel(poiDir) && WriteAround(poiDir) && WriteAddressIndex(poiDir) && WriteSights(poiDir) &&
+          WriteCrossroads(poiDir) && WriteDistrict(poiDir)))
         return false;
     // Last, over everything written above.
     std::string error;
@@ -415,7 +418,7 @@ bool DataCompiler::WriteDictionary(const std::string& dir)
         known.emplace(words[i], i);
     std::vector<bool> own(words.size(), false);
     std::map<std::string, long long> latin; // letter and digit word -> names holding it
-    for (const std::vector<SourceRow>* rows : {&m_pois, &m_others}) {
+    for (const std::vector<SourceRow>* rows : {&m_pois, &m_others, &m_crossroads}) {
         for (const SourceRow& r : *rows) {
             const std::string name = SegFullTextIndexWriter::Widen(r.name);
             for (std::size_t at = 0; at < name.size(); at += GbkCharLength(name, at)) {

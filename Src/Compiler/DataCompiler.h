@@ -26,14 +26,22 @@ namespace Kest {
 //   OUT/POI/datasets.txt         data set numbers and province names
 //   OUT/POI/<100+n>.ndf          pinyin-initial index of data set n
 //   OUT/POI/<200+n>.ndf          full-text index of data set n
+//   OUT/POI/POIAround.ndf        around grid over every POI
+//   OUT/POI/Tel/1.ndf            POI record store of the telephone search:
+//                                one record per (number, POI), by number
+//   OUT/POI/Tel/102.ndf          telephone trie over it
+//   OUT/POI/100.ndf              category index of the search by address
+//   OUT/POI/101.ndf              district index: coordinate -> county number
 //
 //   OUT/POI/Sight/               sights.csv: record store 1.ndf, CoreDict.dct,
 //                                105.ndf by initials, 106.ndf by text
 //   OUT/POI/PlaceName/           placenames.csv: 1.ndf, CoreDict.dct,
 //                                108.ndf by initials, 107.ndf by text
-//
-// Crossroads are read and checked like POIs; their own store is not
-// written yet.
+//   OUT/POI/CrossRoad/           the crossroads (crossroads.csv): their own
+//                                record store 1.ndf, CoreDict.dct (the same
+//                                bytes as POI/CoreDict.dct), and per data set
+//                                n the full-text index <300+n>.ndf and the
+//                                pinyin-initial index <400+n>.ndf (first form)
 //
 // Rejected rows go to the report stream as "file:line: reason"; the build
 // goes on without them unless `strict` is set. Everything is written into a
@@ -68,6 +76,10 @@ public:
         std::size_t dictVocabulary = 0;  // words offered first: letters, digits and the data's own
         std::size_t dictNoRoom = 0;      // words left out for lack of room
         std::size_t textWords = 0;       // postings (word, position) of names in the full-text indexes
+        std::size_t telNumbers = 0;      // records of the telephone store: (number, POI) pairs
+        std::size_t rejectedPhones = 0;  // numbers of phone fields left out of the telephone index
+        std::size_t crossroads = 0;      // records in the crossroad store
+        std::size_t crossroadsSplit = 0; // of them, names split into two roads (CrossroadName)
         std::size_t Rejected() const;
     };
 
@@ -102,10 +114,17 @@ private:
     bool WriteDataSets(const std::string& dir);
     bool WriteInitialIndexes(const std::string& dir);
     bool WriteFullTextIndexes(const std::string& dir);
+    // POIAround.ndf: the around grid over every POI of every data set.
+    bool WriteAround(const std::string& dir);
+    bool WriteTel(const std::string& dir);
+    bool WriteAddressIndex(const std::string& dir);
     // POI/Sight/ and POI/PlaceName/ (DataCompilerSight.cpp).
     bool WriteSights(const std::string& dir);
     bool WriteSightSet(const std::string& dir, const std::string& name, std::size_t first, std::size_t count,
                        int pinyinFile, int textFile);
+    // POI/CrossRoad/ (DataCompilerCross.cpp).
+    bool WriteCrossroads(const std::string& dir);
+    bool WriteDistrict(const std::string& dir);
     bool WriteFile(const std::string& path, const std::string& bytes);
     std::string SourcePath(const std::string& name) const;
 
@@ -118,7 +137,7 @@ private:
     Gazetteer m_gazetteer;
     CategoryList m_categories;
     std::vector<std::string> m_gbkProvinces, m_gbkCities, m_gbkCounties; // by gazetteer index
-    std::vector<SourceRow> m_pois, m_others;
+    std::vector<SourceRow> m_pois, m_others, m_crossroads;
     std::vector<std::pair<std::string, long long>> m_words; // GBK word, frequency
     std::vector<ueglobal_addr_t> m_poiAddrs;                // by position in m_pois once sorted
 };

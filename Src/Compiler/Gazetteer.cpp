@@ -40,15 +40,16 @@ std::vector<ePoint2D> Ring(const json& ring, const std::string& where)
 }
 
 // A Polygon's rings (outer boundary, then holes) as parts of `region`.
-void Polygon(const json& rings, eGeoRegion& region, const std::string& where)
+void Polygon(const json& rings, eGeoRegion& region, std::vector<int>& starts, const std::string& where)
 {
     if (!rings.is_array() || rings.empty())
         throw FeatureFault{where + " has no ring"};
+    starts.push_back(region.GetPartCount());
     for (std::size_t i = 0; i < rings.size(); ++i)
         region.AddPart(Ring(rings[i], where + " ring " + std::to_string(i + 1)));
 }
 
-void Geometry(const json& feature, eGeoRegion& region)
+void Geometry(const json& feature, eGeoRegion& region, std::vector<int>& starts)
 {
     const auto geometry = feature.find("geometry");
     const auto type = geometry == feature.end() || !geometry->is_object() ? geometry : geometry->find("type");
@@ -57,12 +58,12 @@ void Geometry(const json& feature, eGeoRegion& region)
         coordinates == geometry->end())
         throw FeatureFault{"geometry must be a Polygon or MultiPolygon"};
     if (*type == "Polygon") {
-        Polygon(*coordinates, region, "polygon");
+        Polygon(*coordinates, region, starts, "polygon");
     } else if (*type == "MultiPolygon") {
         if (!coordinates->is_array() || coordinates->empty())
             throw FeatureFault{"multipolygon has no polygon"};
         for (std::size_t i = 0; i < coordinates->size(); ++i)
-            Polygon((*coordinates)[i], region, "polygon " + std::to_string(i + 1));
+            Polygon((*coordinates)[i], region, starts, "polygon " + std::to_string(i + 1));
     } else {
         throw FeatureFault{"geometry is a " + type->dump() + ", not a Polygon or MultiPolygon"};
     }
@@ -131,14 +132,17 @@ void Gazetteer::Feature(const json& feature)
             throw FeatureFault{std::string("property \"") + keys[i] + "\" is empty"};
     }
     eGeoRegion region;
-    Geometry(feature, region);
+    std::vector<int> starts;
+    Geometry(feature, region, starts);
     std::string error;
     const int county = Add(names[0], CityName(names[0], names[1]), names[2], error);
     if (county < 0)
         throw FeatureFault{error};
-    eGeoRegion& boundary = m_counties[static_cast<std::size_t>(county)].boundary;
+    Gazetteer::County& entry = m_counties[static_cast<std::size_t>(county)];
+    for (int start : starts)
+        entry.polygons.push_back(entry.boundary.GetPartCount() + start);
     for (int part = 0; part < region.GetPartCount(); ++part)
-        boundary.AddPart(region.GetPoints(part), region.GetSubPntCount(part));
+        entry.boundary.AddPart(region.GetPoints(part), region.GetSubPntCount(part));
 }
 
 int Gazetteer::Add(const std::string& province, const std::string& city, const std::string& county,
@@ -172,7 +176,7 @@ int Gazetteer::Add(const std::string& province, const std::string& city, const s
         m_provinces[static_cast<std::size_t>(p->second)].cities.push_back(c->second);
     }
     const int index = static_cast<int>(m_counties.size());
-    m_counties.push_back({county, c->second, static_cast<std::uint16_t>(index + 1), {}});
+    m_counties.push_back({county, c->second, static_cast<std::uint16_t>(index + 1), {}, {}});
     m_cities[static_cast<std::size_t>(c->second)].counties.push_back(index);
     m_countyIndex.emplace(std::make_tuple(province, city, county), index);
     return index;

@@ -29,7 +29,7 @@ namespace Kest {
 //
 // Each county keeps its boundary: the rings of its Polygon or MultiPolygon
 // geometry, in file order, as the parts of a region (a polygon's outer ring,
-// then its holes).
+// then its holes), and where each polygon starts among them.
 class Gazetteer {
 public:
     static constexpr int kFirstDataSet = 10;
@@ -51,6 +51,7 @@ public:
         int city = 0;                // index into Cities()
         std::uint16_t number = 0;    // 1..N
         eGeoRegion boundary;         // WGS84 degrees
+        std::vector<int> polygons;   // the part of `boundary` that starts each polygon
     };
 
     // Reads the GeoJSON text. False, with `error` saying what is wrong and

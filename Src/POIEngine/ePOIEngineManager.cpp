@@ -14,6 +14,7 @@
 #include "POIEngine/eDictionary.h"
 #include "POIEngine/eNdfIndexInitial2.h"
 #include "POIEngine/eNdfIndexSegFullText.h"
+#include "POIEngine/eNdfQueryAround.h"
 #include "POIEngine/ePOIEngineContainer.h"
 
 namespace Kest {
@@ -124,6 +125,8 @@ eString ePOIEngineManager::GetLastDamage() const
         if (dir.GetLength() >= base.GetLength() && std::strncmp(dir.Cstr(), base.Cstr(), static_cast<std::size_t>(base.GetLength())) == 0)
             return dir.Mid(base.GetLength()) + m_pPool->GetDamage();
         return eString("POI/") + m_pPool->GetDamage();
+    // The pool reads one directory below the data path at a time ("P/POI/",
+    // "P/POI/CrossRoad/"): the damage is named below the data path.
     }
     if (m_AdminIndex.IsDamaged())
         return eString("POI/AdminIndex.ndf");

@@ -156,15 +156,21 @@ TEST_F(DataCompilerTest, CompilesTheRowsAndReportsTheRejectedOnes)
     EXPECT_EQ(5u, m_summary.counties);
     EXPECT_EQ(3u, m_summary.categories);
     EXPECT_EQ(7u, m_summary.pois);
+    EXPECT_EQ(1u, m_summary.crossroads);
+    EXPECT_EQ(0u, m_summary.crossroadsSplit); // 东单路口 has no joiner
 
     const auto tree = Tree(out);
     std::vector<std::string> files;
     for (const auto& f : tree)
         files.push_back(f.first);
-    EXPECT_EQ((std::vector<std::string>{"POI/1.ndf", "POI/110.ndf", "POI/111.ndf", "POI/210.ndf", "POI/211.ndf", "POI/AdminIndex.ndf", "POI/Around/POI_SORT.txt",
-                                        "POI/CoreDict.dct", "POI/PlaceName/1.ndf", "POI/PlaceName/107.ndf",
-                                        "POI/PlaceName/108.ndf", "POI/PlaceName/CoreDict.dct", "POI/Sight/1.ndf",
-                                        "POI/Sight/105.ndf", "POI/Sight/106.ndf", "POI/Sight/CoreDict.dct",
+    EXPECT_EQ((std::vector<std::string>{"POI/1.ndf", "POI/100.ndf", "POI/101.ndf", "POI/110.ndf", "POI/111.ndf", "POI/210.ndf",
+                                        "POI/211.ndf", "POI/AdminIndex.ndf", "POI/Around/POI_SORT.txt",
+                                        "POI/CoreDict.dct", "POI/CrossRoad/1.ndf", "POI/CrossRoad/310.ndf",
+                                        "POI/CrossRoad/311.ndf", "POI/CrossRoad/410.ndf", "POI/CrossRoad/411.ndf",
+                                        "POI/CrossRoad/CoreDict.dct", "POI/POIAround.ndf", "POI/PlaceName/1.ndf",
+                                        "POI/PlaceName/107.ndf", "POI/PlaceName/108.ndf", "POI/PlaceName/CoreDict.dct",
+                                        "POI/Sight/1.ndf", "POI/Sight/105.ndf", "POI/Sight/106.ndf",
+                                        "POI/Sight/CoreDict.dct", "POI/Tel/1.ndf", "POI/Tel/102.ndf",
                                         "POI/datasets.txt", "POI/manifest.txt"}),
               files);
     // The manifest lists every other file with its size and checksum.
@@ -449,4 +455,75 @@ TEST_F(DataCompilerTest, FullTextFindsTheTypedTextAnywhereInTheName)
         }
         EXPECT_EQ(c.names, names);
     }
+}
+
+// Phone fields: several numbers in one field, the separators and the country
+// code dropped, a number given twice indexed once; a number that is still
+// not digits, or too long, is reported and left out while its row stays.
+TEST_F(DataCompilerTest, PhonesAreNormalisedAndTheBadOnesReported)
+{
+    Write("pois.csv", std::string(kPoiHeader) +
+                          "甲店,116.41,39.91,3000,010-6512 3456;(010)65123456,北京市,北京市,东城区\n"
+                          "乙店,116.40,39.90,2000,+86 138 0013 8000/0086-10-1234,北京市,北京市,东城区\n"
+                          "丙店,116.39,39.92,2000,\"12a4, 138\",北京市,北京市,东城区\n"
+                          "丁店,116.39,39.92,2000,123456789012345678901,北京市,北京市,东城区\n");
+    Write("sights.csv", kPoiHeader);
+    Write("words.txt", "百货 100\n");
+    const std::string out = m_dir.Path("out");
+    ASSERT_TRUE(Build(out)) << m_error;
+    const std::string src = m_dir.Path("src/");
+    EXPECT_NE(std::string::npos, m_report.str().find(src + "pois.csv:4: phone '12a4' is not all digits\n"));
+    EXPECT_NE(std::string::npos,
+              m_report.str().find(src + "pois.csv:5: phone '123456789012345678901' has 21 digits, more than 20\n"));
+    EXPECT_EQ(2u, m_summary.rejectedPhones);
+    EXPECT_EQ(4u, m_summary.telNumbers);
+    EXPECT_EQ(4u, m_summary.pois) << "a rejected phone keeps its row";
+
+    Kest::ePOIEngineManager engine;
+    engine.SetPoiPath(out.c_str());
+    struct Case {
+        const char* typed;
+        const char* names; // the hits' names, in order
+        const char* next;
+    } cases[] = {
+        {"1", "丙店乙店乙店", "03"},
+        {"138", "丙店乙店", "0"},
+        {"01065123456", "甲店", ""},
+        {"8", nullptr, ""},
+    };
+    for (const Case& c : cases) {
+        char* next = nullptr;
+        int count = 0;
+        const bool ok = engine.QueryByTelephone(c.typed, next, count);
+        ASSERT_EQ(ok, c.names != nullptr) << c.typed;
+        if (!ok)
+            continue;
+        EXPECT_EQ(std::string(next, static_cast<std::size_t>(count)), c.next) << c.typed;
+        std::string names;
+        for (int i = 0; i < engine.GetPOICount(0); ++i) {
+            Kest::ePoiInfo info{};
+            ASSERT_TRUE(engine.GetPOIInfo(0, i, info));
+            names += Kest::GbkCodec::Utf8(std::string(info.szName, strnlen(info.szName, sizeof info.szName)));
+        }
+        EXPECT_EQ(names, c.names) << c.typed;
+    }
+
+    // The telephone reader outlives ReleaseQueryMem and the searches of
+    // other kinds that re-point the pool in between.
+    char* letters = nullptr;
+    int letterCount = 0;
+    for (int round = 0; round < 2; ++round) {
+        char* next = nullptr;
+        int count = 0;
+        EXPECT_TRUE(engine.QueryByInitial(3, 10, "*", "*", "J", letters, letterCount));
+        EXPECT_TRUE(engine.QueryByTelephone("138", next, count));
+        EXPECT_EQ(2, engine.GetPOICount(0));
+        EXPECT_TRUE(engine.QueryByFullText(3, 10, "*", "*", "\xB5\xEA")); // 店
+        EXPECT_TRUE(engine.QueryByTelephone("13", next, count));
+        EXPECT_EQ(std::string(next, static_cast<std::size_t>(count)), "8");
+        engine.ReleaseQueryMem();
+    }
+
+    EXPECT_FALSE(Build(m_dir.Path("strict"), true));
+    EXPECT_EQ("2 phones rejected; --strict makes that a failed build", m_error);
 }

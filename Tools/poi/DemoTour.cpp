@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <unistd.h>
 
@@ -27,12 +28,13 @@ const char DemoTour::kUsage[] =
     "Builds the bundled sample (Beijing and Shanghai) once into a cache\n"
     "directory, then shows poi search and poi store on it: a name typed letter\n"
     "by letter, a refinement, the same initials in each province, searches by\n"
-    "Chinese text, sights and place names, favourites and history. The sample\n"
-    "is built again when its files or poi change.\n"
+    "Chinese text, then every other search (each kind of poi search --help),\n"
+    "favourites and history. The sample is built again when its files or poi\n"
+    "change.\n"
     "\n"
     "options:\n"
-    "  --sample DIR   the source directory to build (default: Data/Sample of the\n"
-    "                 source tree poi was built from)\n"
+    "  --sample DIR   the source directory to build (default: the sample installed\n"
+    "                 with poi, else Data/Sample of the source tree poi was built from)\n"
     "  --cache DIR    where the built data is kept (default: $XDG_CACHE_HOME/poi-demo,\n"
     "                 else ~/.cache/poi-demo)\n"
     "  --keep         keep the scratch directory of the store tour and print its path\n"
@@ -54,6 +56,17 @@ std::string DefaultCache()
         return std::string(home) + "/.cache/poi-demo";
     std::error_code ec;
     return (fs::temp_directory_path(ec) / "poi-demo").string();
+}
+
+// The sample installed beside poi (<prefix>/share/poiengine/sample, see
+// cmake/Install.cmake), else Data/Sample of the source tree poi was built from.
+std::string DefaultSample()
+{
+    std::error_code ec;
+    const fs::path installed = fs::read_symlink("/proc/self/exe", ec).parent_path().parent_path() / "share/poiengine/sample";
+    if (!ec && fs::is_regular_file(installed / "pois.csv", ec))
+        return installed.string();
+    return std::string(POI_SOURCE_DIR) + "/Data/Sample";
 }
 
 long long ModifiedTicks(const fs::path& path)
@@ -87,6 +100,17 @@ std::string ReadFile(const std::string& path)
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();
+}
+
+// The searches by coordinate, one grid over both provinces.
+bool AroundTour(std::ostream& out, const std::string& data,
+                const std::function<bool(const std::vector<std::string>&)>& search)
+{
+    out << "\n== Around a point (lon lat): within a radius in 1e-5 degree or metres, nearest first, with distances\n";
+    bool ok = search({"--data", data, "around", "--limit", "3", "116.4374", "39.8893", "300"});
+    ok &= search({"--data", data, "around", "--type", "2000", "--limit", "3", "121.4737", "31.2304", "1km"});
+    ok &= search({"--data", data, "nearest", "--limit", "2", "--json", "121.4737", "31.2304"});
+    return ok;
 }
 
 } // namespace
@@ -141,6 +165,29 @@ bool DemoTour::Show(const std::string& command, const std::vector<std::string>& 
     return status == 0;
 }
 
+bool DemoTour::TelSteps(const std::string& data)
+{
+    m_out << "\n== A telephone number typed digit by digit: 东四小区 is 010 5033 0630; the next digits narrow\n";
+    const std::string typed = "01050330630";
+    bool ok = true;
+    for (std::size_t n = 1; n <= typed.size(); ++n)
+        ok &= Show("search", {"--data", data, "tel", "--limit", n < typed.size() ? "2" : "1", typed.substr(0, n)});
+    return ok;
+}
+
+bool DemoTour::AddressSteps(const std::string& data)
+{
+    m_out << "\n== Categories: the branches, then one branch's categories and their codes\n";
+    bool ok = Show("search", {"--data", data, "categories"});
+    ok &= Show("search", {"--data", data, "categories", "餐饮服务"});
+    m_out << "\n== By area and category: the cafés of 朝阳 by name, then of every county of 上海 by code at level 2 (names only)\n";
+    ok &= Show("search", {"--data", data, "address", "--province", "北京", "--city", "北京", "--county", "朝阳",
+                          "--category", "咖啡厅", "--limit", "3"});
+    ok &= Show("search", {"--data", data, "address", "--province", "上海", "--city", "上海", "--county", "*",
+                          "--category", "2025", "--level", "2", "--limit", "3", "--json"});
+    return ok;
+}
+
 bool DemoTour::SightStep(const std::string& data)
 {
     m_out << "\n== Sights and place names, two small sets of their own: by initials (with next letters) and by text\n";
@@ -148,6 +195,25 @@ bool DemoTour::SightStep(const std::string& data)
     ok &= Show("search", {"--data", data, "--limit", "3", "sight", "text", "故居"});
     ok &= Show("search", {"--data", data, "--limit", "3", "place", "initial", "DS"});
     ok &= Show("search", {"--data", data, "--limit", "3", "place", "text", "东四"});
+    return ok;
+}
+
+bool DemoTour::CrossroadStep(const std::string& data)
+{
+    m_out << "\n== Crossroads from either road: 体育馆路与东外大街交叉口 typed TYGL... or DWDJ..., and by road names\n";
+    bool ok = Show("search", {"--data", data, "cross", "initial", "--province", "北京", "--limit", "3", "TYGL"});
+    ok &= Show("search", {"--data", data, "cross", "initial", "--province", "北京", "--limit", "3", "DWDJTY"});
+    ok &= Show("search", {"--data", data, "cross", "text", "--province", "北京", "--limit", "3", "东外大街与体育馆路"});
+    return ok;
+}
+
+bool DemoTour::DistrictStep(const std::string& data)
+{
+    m_out << "\n== Which county holds a point: 天安门, 外滩, 崇明岛 (an island of Shanghai), then 北京大学 as JSON\n";
+    bool ok = Show("search", {"--data", data, "district", "116.397", "39.909"});
+    ok &= Show("search", {"--data", data, "district", "121.4903", "31.2417"});
+    ok &= Show("search", {"--data", data, "district", "121.5", "31.6"});
+    ok &= Show("search", {"--data", data, "--json", "district", "116.3264", "39.9925"});
     return ok;
 }
 
@@ -163,7 +229,7 @@ int DemoTour::Run(const std::vector<std::string>& args)
     }
     if (!parsed.Positional().empty())
         return Fail(2, "unexpected argument '" + parsed.Positional()[0] + "' (see poi demo --help)");
-    const std::string sample = parsed.Value("--sample", std::string(POI_SOURCE_DIR) + "/Data/Sample");
+    const std::string sample = parsed.Value("--sample", DefaultSample());
     std::error_code ec;
     if (!fs::is_regular_file(sample + "/pois.csv", ec))
         return Fail(1, "no sample source in " + sample + " (give one with --sample DIR)");
@@ -191,7 +257,16 @@ int DemoTour::Run(const std::vector<std::string>& args)
     ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "东四 饭店"});
     ok &= Show("search", {"--data", data, "text", "--province", "北京", "--limit", "3", "11号"});
     ok &= Show("search", {"--data", data, "text", "--province", "上海", "--limit", "3", "--refine", "路", "饭店"});
+    ok &= AroundTour(m_out, data, [this](const std::vector<std::string>& a) { return Show("search", a); });
+
+    ok &= TelSteps(data);
+
+    ok &= AddressSteps(data);
     ok &= SightStep(data);
+
+    ok &= CrossroadStep(data);
+
+    ok &= DistrictStep(data);
 
     std::string scratch = (fs::temp_directory_path(ec) / "poi-demo-store-XXXXXX").string();
     if (ec || !mkdtemp(scratch.data()))

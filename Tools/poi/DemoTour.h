@@ -25,8 +25,16 @@ private:
     bool Prepare(const std::string& sample, const std::string& cache, std::string& data);
     // Prints the command, runs it, and reports whether it succeeded.
     bool Show(const std::string& command, const std::vector<std::string>& args);
+    // A real number of the sample typed digit by digit.
+    bool TelSteps(const std::string& data);
+    // The category list and the search by area and category.
+    bool AddressSteps(const std::string& data);
     // The sights and place names, by initials and by text.
     bool SightStep(const std::string& data);
+    // Crossroads found from either road, by initials and by text.
+    bool CrossroadStep(const std::string& data);
+    // Which county holds a few well-known places.
+    bool DistrictStep(const std::string& data);
 
     std::ostream& m_out;
     std::ostream& m_err;

@@ -7,8 +7,15 @@ const std::vector<SearchKind>& SearchKinds()
     static const std::vector<SearchKind> kinds = {
         InitialSearch(),
         TextSearch(),
+        AroundSearch(),
+        NearestSearch(),
+        TelSearch(),
+        AddressSearch(),
+        CategorySearch(),
         SightSearch(),
         PlaceSearch(),
+        CrossSearch(),
+        DistrictSearch(),
     };
     return kinds;
 }

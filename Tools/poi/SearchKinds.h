@@ -29,7 +29,14 @@ const std::vector<SearchKind>& SearchKinds();
 // The entries, each defined in its kind's file.
 SearchKind InitialSearch(); // InitialSearch.cpp
 SearchKind TextSearch();    // InitialSearch.cpp
+SearchKind AroundSearch();  // AroundSearch.cpp
+SearchKind NearestSearch(); // AroundSearch.cpp
+SearchKind TelSearch();     // TelSearch.cpp
+SearchKind AddressSearch(); // AddressSearch.cpp
+SearchKind CategorySearch(); // CategorySearch.cpp
 SearchKind SightSearch();   // SightSearch.cpp
 SearchKind PlaceSearch();   // SightSearch.cpp
+SearchKind CrossSearch();   // CrossSearch.cpp
+SearchKind DistrictSearch(); // DistrictSearch.cpp
 
 } // namespace Kest

@@ -69,8 +69,11 @@ void PrintSummary(const Kest::DataCompiler::Summary& s, const std::string& out, 
                 s.counties, s.categories);
     std::printf("POI store:       %zu POIs; %zu in the pinyin-initial indexes, %zu without initials\n", s.pois,
                 s.indexedPois, s.unindexedPois);
+    std::printf("telephone index: %zu numbers; %zu phones rejected\n", s.telNumbers, s.rejectedPhones);
     std::printf("CoreDict.dct:    %zu words (%zu of the data's own offered first; %zu left out for room)\n",
                 s.dictWords, s.dictVocabulary, s.dictNoRoom);
+    std::printf("crossroads:      %zu in POI/CrossRoad/; %zu split into two roads, %zu indexed by the whole name\n",
+                s.crossroads, s.crossroadsSplit, s.crossroads - s.crossroadsSplit);
     std::printf("built %s in %.1f s; %zu rows rejected\n", out.c_str(), seconds, s.Rejected());
 }
 

@@ -1,0 +1,371 @@
+// The crossroad searches on the bundled sample against a plain oracle: the
+// sample is compiled with the real data compiler, and random queries by
+// initials (of either road first, partial, past the index depth, nothing
+// matching) and by road text (either road, a part of one, both in either
+// order, with a space, nothing matching) must give what straight loops over
+// the rows of crossroads.csv give: 700 queries by initials and 500 by text.
+// Each crossroad counts once per index entry
+// (CrossroadName: both orders of its roads).
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Base/NdfFormat.h"
+#include "Compiler/CrossroadName.h"
+#include "Compiler/GbkCodec.h"
+#include "Compiler/SegFullTextIndexWriter.h"
+#include "Ndf/eNdfRecordsetTabular.h"
+#include "POIEngine/eDictionary.h"
+#include "POIEngine/eMMWordSeg.h"
+#include "POIEngine/eNdfIndexInitial.h"
+#include "POIEngine/ePOIEngineManager.h"
+#include "Support/CompiledSample.h"
+
+using namespace Kest;
+
+namespace {
+
+class Engine : public ePOIEngineManager {
+public:
+    int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
+};
+
+struct Word {
+    int key;
+    int position;
+    int length;
+};
+
+struct Crossroad {
+    std::string name, province, city; // GBK
+    std::vector<std::string> keys;    // initials, each order
+    std::vector<Word> words;          // postings of every text form
+};
+
+// crossroads.csv of the sample (no quoted fields).
+std::vector<Crossroad> ReadCrossroads()
+{
+    std::ifstream csv(std::string(KEST_TEST_DATA) + "/../../Data/Sample/crossroads.csv");
+    std::string line;
+    std::getline(csv, line);
+    std::vector<Crossroad> rows;
+    while (std::getline(csv, line)) {
+        std::vector<std::string> f(1);
+        for (char c : line)
+            if (c == ',')
+                f.emplace_back();
+            else
+                f.back().push_back(c);
+        if (f.size() == 6)
+            rows.push_back({GbkCodec::Gbk(f[0]), GbkCodec::Gbk(f[3]), GbkCodec::Gbk(f[4]), {}, {}});
+    }
+    return rows;
+}
+
+std::string Fold(const std::string& typed)
+{
+    std::string out;
+    for (char c : typed)
+        out.push_back(static_cast<char>(eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(c))));
+    return out;
+}
+
+bool KeyOf(const std::string& word, int& key)
+{
+    int slot = 0, index = 0;
+    if (word.empty() || !eDictionary::GetInstance().GetWordIndex(eString(word.c_str()), slot, index))
+        return false;
+    key = index == -1 ? slot * 10000 - 1 : slot * 10000 + index;
+    return true;
+}
+
+// The keyed words a text is cut into, with their byte positions.
+std::vector<Word> Cut(const std::string& gbk)
+{
+    eMMWordSeg seg;
+    seg.SetDict(eDictionary::GetInstance());
+    eArray<eString> words;
+    eString parts = seg.SegmentHzStrMM(eString(gbk.c_str()));
+    seg.GetAdressSeg(parts, words);
+    std::vector<Word> out;
+    int position = 0;
+    for (int i = 0; i < words.GetSize(); ++i) {
+        int key = 0;
+        if (KeyOf(words[i].Cstr(), key))
+            out.push_back({key, position, words[i].GetLength()});
+        position += words[i].GetLength();
+    }
+    return out;
+}
+
+// A text as it is indexed: every dictionary word of up to four two-byte
+// characters at every position, every keyed single character, each key once
+// per position.
+void Post(const std::string& gbk, std::vector<Word>& out)
+{
+    std::set<std::pair<int, int>> seen;
+    for (std::size_t at = 0; at < gbk.size(); at += static_cast<unsigned char>(gbk[at]) >= 0x81 ? 2 : 1)
+        for (std::size_t length = 2; length <= 8 && at + length <= gbk.size(); length += 2) {
+            const std::string word = gbk.substr(at, length);
+            if (static_cast<unsigned char>(word[length - 2]) < 0x81 || static_cast<unsigned char>(word[0]) < 0x81)
+                break;
+            std::string probe = word;
+            int key = 0;
+            if ((length == 2 || eDictionary::GetInstance().IsGetWord(&probe[0])) && KeyOf(word, key) &&
+                seen.emplace(key, static_cast<int>(at)).second)
+                out.push_back({key, static_cast<int>(at), static_cast<int>(length)});
+        }
+}
+
+// What a typed text finds among `rows`: the names, once per match. One
+// keyword: its pieces' words, a phrase within a piece, anywhere across pieces.
+std::multiset<std::string> TextOracle(const std::vector<const Crossroad*>& rows, const std::string& typed)
+{
+    std::multiset<std::string> found;
+    eString copy(typed.c_str());
+    eArray<eString> pieces;
+    if (!eDictionary::GetInstance().PreStand(copy, pieces))
+        return found;
+    std::vector<Word> query;
+    for (int p = 0; p < pieces.GetSize(); ++p)
+        for (const Word& w : Cut(pieces[p].Cstr()))
+            query.push_back(w);
+    if (query.empty())
+        return found;
+    const bool loose = pieces.GetSize() > 1;
+    for (const Word& q : query) {
+        bool held = false;
+        for (const Crossroad* r : rows)
+            for (const Word& w : r->words)
+                held = held || w.key == q.key;
+        if (!held)
+            return found; // a word the district does not hold ends the search
+    }
+    for (const Crossroad* r : rows)
+        for (const Word& first : r->words) {
+            if (first.key != query[0].key)
+                continue;
+            bool all = true;
+            int end = first.position + query[0].length;
+            for (std::size_t q = 1; q < query.size() && all; ++q) {
+                bool any = false;
+                for (const Word& w : r->words)
+                    if (w.key == query[q].key && (loose || w.position == end)) {
+                        any = true;
+                        end = w.position + query[q].length;
+                        break;
+                    }
+                all = any;
+            }
+            if (all)
+                found.insert(r->name);
+        }
+    return found;
+}
+
+class CrossDifferential : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        const auto& sample = KestTest::CompiledSample::Get();
+        m_root = sample.Root();
+        for (const auto& [number, province] : sample.DataSets())
+            m_sets[province] = number;
+        m_rows = ReadCrossroads();
+        ASSERT_EQ(m_rows.size(), 2441u);
+        eDictionary& dict = eDictionary::GetInstance();
+        dict.UnLoad();
+        ASSERT_TRUE(dict.Load((m_root + "/POI/CrossRoad/CoreDict.dct").c_str(), false));
+        for (Crossroad& r : m_rows) {
+            const CrossroadName name(r.name);
+            r.keys = name.InitialKeys(NdfFormat::kInitialDefaultDepth);
+            for (const std::string& form : name.TextForms())
+                Post(SegFullTextIndexWriter::Widen(form), r.words);
+        }
+    }
+    void TearDown() override { eDictionary::GetInstance().UnLoad(); }
+
+    std::string m_root;
+    std::map<std::string, int> m_sets; // GBK province -> data set
+    std::vector<Crossroad> m_rows;
+};
+
+// District keys: every district, the province or city named whole or by a
+// part, or a place that is not there (the search fails).
+std::pair<std::string, std::string> Districts(std::mt19937& rng, const std::string& province)
+{
+    const std::string part = province.substr(0, 4);
+    const std::vector<std::pair<std::string, std::string>> choices = {
+        {"*", "*"}, {"*", "*"}, {part, "*"}, {"*", province}, {province, part}, {GbkCodec::Gbk("天津"), "*"}};
+    return choices[rng() % choices.size()];
+}
+
+bool InDistricts(const Crossroad& r, const std::pair<std::string, std::string>& d)
+{
+    return (d.first == "*" || r.province.find(d.first) != std::string::npos) &&
+           (d.second == "*" || r.city.find(d.second) != std::string::npos);
+}
+
+TEST_F(CrossDifferential, InitialsMatchTheOracle)
+{
+    Engine engine;
+    engine.SetPoiPath(m_root.c_str());
+    std::mt19937 rng(20261125);
+    const int modes[] = {2, 3, -1, -7};
+    int withHits = 0, paged = 0, failed = 0;
+    for (int q = 0; q < 700; ++q) {
+        const Crossroad& source = m_rows[rng() % m_rows.size()];
+        const auto districts = Districts(rng, source.province);
+        std::string typed;
+        const unsigned pick = rng() % 10;
+        if (pick == 0) {
+            for (int n = 1 + static_cast<int>(rng() % 6); n > 0; --n)
+                typed.push_back("QVXZI{ "[rng() % 7]);
+        } else {
+            // Either road first; a prefix, or now and then the whole key and
+            // one letter more (past the depth it is not looked at).
+            const std::string& key = source.keys[rng() % source.keys.size()];
+            typed = pick == 1 ? key + "X" : key.substr(0, 1 + rng() % std::min<std::size_t>(7, key.size()));
+            for (char& c : typed)
+                if (rng() % 3 == 0 && c >= 'A' && c <= 'Z')
+                    c = static_cast<char>(c + 32);
+        }
+
+        // The oracle.
+        const bool known = districts.first == "*" || source.province.find(districts.first) != std::string::npos;
+        const std::string prefix = Fold(typed).substr(0, NdfFormat::kInitialDefaultDepth);
+        std::multiset<std::string> want;
+        std::set<char> nextSet;
+        int direct = 0;
+        for (const Crossroad& r : m_rows) {
+            if (r.province != source.province || !InDistricts(r, districts))
+                continue;
+            for (const std::string& key : r.keys) {
+                if (key.compare(0, prefix.size(), prefix) != 0)
+                    continue;
+                want.insert(r.name);
+                if (key.size() == prefix.size())
+                    ++direct;
+                else
+                    nextSet.insert(key[prefix.size()]);
+            }
+        }
+        std::vector<char> letters(nextSet.begin(), nextSet.end());
+        std::sort(letters.begin(), letters.end(),
+                  [](char a, char b) { return static_cast<signed char>(a) < static_cast<signed char>(b); });
+        std::string next;
+        for (char c : letters)
+            next.push_back(static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c));
+        int count = static_cast<int>(want.size());
+        if (direct >= 100)
+            count = 100; // the direct hits stop at 100; nothing deeper is counted
+        if (count >= 100)
+            next = "abcdefghijklmnopqrstuvwxyz";
+
+        // The engine.
+        char* buffer = nullptr;
+        int letterCount = -1;
+        const std::string context = "query " + std::to_string(q) + " '" + typed + "' in " +
+                                    GbkCodec::Utf8(districts.first) + "/" + GbkCodec::Utf8(districts.second);
+        const bool ok = engine.QueryCrossRoadByPY(modes[rng() % 4], m_sets.at(source.province), districts.first.c_str(),
+                                                  districts.second.c_str(), typed.c_str(), buffer, letterCount);
+        ASSERT_EQ(ok, known) << context;
+        if (!known) {
+            ++failed;
+            continue;
+        }
+        ASSERT_EQ(engine.GetPOICount(0), count) << context;
+        EXPECT_EQ(engine.Loaded(), std::min(direct, 100)) << context;
+        EXPECT_EQ(std::string(buffer), next) << context;
+        EXPECT_EQ(letterCount, static_cast<int>(next.size())) << context;
+        if (direct >= 100)
+            continue;
+        std::multiset<std::string> got;
+        for (int i = 0; i < count; ++i) {
+            ePoiInfo info{};
+            ASSERT_TRUE(engine.GetPOIInfo(0, i, info)) << context << " hit " << i;
+            got.insert(std::string(info.szName, strnlen(info.szName, sizeof info.szName)));
+        }
+        ASSERT_EQ(got, want) << context;
+        withHits += !want.empty();
+        paged += count > direct;
+    }
+    EXPECT_GT(withHits, 400);
+    EXPECT_GT(paged, 280);
+    EXPECT_GT(failed, 25);
+}
+
+TEST_F(CrossDifferential, TextMatchesTheOracle)
+{
+    ePOIEngineManager engine;
+    engine.SetPoiPath(m_root.c_str());
+    std::mt19937 rng(1125);
+    eMMWordSeg seg;
+    seg.SetDict(eDictionary::GetInstance());
+    int withHits = 0, capped = 0, swapped = 0;
+    for (int q = 0; q < 500; ++q) {
+        const Crossroad& source = m_rows[rng() % m_rows.size()];
+        const auto districts = Districts(rng, source.province);
+        const CrossroadName name(source.name);
+        std::string typed;
+        switch (rng() % 7) {
+        case 0: typed = name.First(); break;
+        case 1: typed = name.Second(); break;
+        case 2: typed = name.Second() + name.Joiner() + name.First(); ++swapped; break;
+        case 3: typed = name.Second() + " " + name.First(); break;
+        case 4: typed = GbkCodec::Gbk(rng() % 2 ? "火星路" : "长安街与火星路"); break;
+        default: {
+            // One to three words of a road, as the search cuts it.
+            eArray<eString> words;
+            eString parts = seg.SegmentHzStrMM(eString((rng() % 2 ? name.First() : name.Second()).c_str()));
+            seg.GetAdressSeg(parts, words);
+            const int n = std::min(words.GetSize(), 1 + static_cast<int>(rng() % 3));
+            const int start = static_cast<int>(rng() % static_cast<unsigned>(words.GetSize() - n + 1));
+            for (int i = start; i < start + n; ++i)
+                typed += words[i].Cstr();
+        }
+        }
+
+        const bool known = districts.first == "*" || source.province.find(districts.first) != std::string::npos;
+        std::vector<const Crossroad*> rows;
+        for (const Crossroad& r : m_rows)
+            if (r.province == source.province && InDistricts(r, districts))
+                rows.push_back(&r);
+        const std::multiset<std::string> want = TextOracle(rows, typed);
+        const std::string context = "query " + std::to_string(q) + " '" + GbkCodec::Utf8(typed) + "'";
+        ASSERT_EQ(engine.QueryCrossRoadByText(3, m_sets.at(source.province), districts.first.c_str(),
+                                              districts.second.c_str(), typed.c_str()),
+                  known)
+            << context;
+        if (!known)
+            continue;
+        std::multiset<std::string> got;
+        for (int i = 0; i < engine.GetPOICount(0); ++i) {
+            ePoiInfo info{};
+            ASSERT_TRUE(engine.GetPOIInfo(0, i, info)) << context;
+            got.insert(std::string(info.szName, strnlen(info.szName, sizeof info.szName)));
+        }
+        if (want.size() <= 100) {
+            ASSERT_EQ(got, want) << context;
+        } else {
+            // The first 100 by rank: all of them in the oracle's.
+            ASSERT_EQ(got.size(), 100u) << context;
+            for (const auto& found : std::set<std::string>(got.begin(), got.end()))
+                ASSERT_LE(got.count(found), want.count(found)) << context;
+            ++capped;
+        }
+        withHits += !want.empty();
+    }
+    EXPECT_GT(withHits, 250);
+    EXPECT_GT(capped, 5);
+    EXPECT_GT(swapped, 50);
+}
+
+} // namespace

@@ -1,0 +1,346 @@
+// The category index: writer and reader against each other and against the
+// plain model over random trees, the walk's fixed rules on a small tree, and
+// damaged files.
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "Compiler/CategoryIndexWriter.h"
+#include "Compiler/PoiStoreWriter.h"
+#include "Ndf/eNdfPool.h"
+#include "POIEngine/eNdfIndexCategory.h"
+#include "Support/CategoryOracle.h"
+#include "Support/NdfFiles.h"
+#include "Support/TempDir.h"
+
+using namespace Kest;
+using namespace KestTest;
+
+namespace {
+
+constexpr std::uint16_t kFile = NdfFormat::kCategoryIndexFileId;
+
+using Ranges = std::vector<std::vector<std::string>>;
+
+struct Answer {
+    bool ok = false;
+    Ranges ranges; // field 0 of every record of every range found
+    std::uint32_t hitTotal = 0;
+    bool operator==(const Answer& o) const { return ok == o.ok && ranges == o.ranges && hitTotal == o.hitTotal; }
+};
+
+class CategoryIndexTest : public ::testing::Test {
+protected:
+    // Writes the POIs of the tree to the store (file 1) and the tree to the
+    // index, with small pages so that runs cross pages.
+    void Write(CategoryNode& root, std::uint32_t pageSize = 256)
+    {
+        PoiStoreWriter store(NdfFormat::kPoiStoreFileId, pageSize);
+        ASSERT_TRUE(store.Open(NdfFile(*m_dir, NdfFormat::kPoiStoreFileId)));
+        CategoryIndexWriter writer(kFile, pageSize);
+        for (CategoryNode& p : root.kids) {
+            writer.AddProvince(p.key);
+            for (CategoryNode& c : p.kids) {
+                ASSERT_TRUE(writer.AddCity(c.key));
+                for (CategoryNode& k : c.kids) {
+                    ASSERT_TRUE(writer.AddCounty(k.key));
+                    for (CategoryNode& cat : k.kids) {
+                        ueglobal_addr_t first{};
+                        for (std::size_t i = 0; i < cat.kids.size(); ++i) {
+                            ueglobal_addr_t at{};
+                            ASSERT_TRUE(store.Add(PoiStoreRecord{cat.kids[i].key, 1, 2, cat.kids[i].code, 0}, at));
+                            if (i == 0)
+                                first = at;
+                        }
+                        const std::uint32_t code = static_cast<unsigned char>(cat.key[0]) |
+                                                   static_cast<std::uint32_t>(static_cast<unsigned char>(cat.key[1])) << 8 |
+                                                   static_cast<std::uint32_t>(static_cast<unsigned char>(cat.key[2])) << 16 |
+                                                   static_cast<std::uint32_t>(static_cast<unsigned char>(cat.key[3])) << 24;
+                        ASSERT_TRUE(writer.AddCategory(code, first, static_cast<std::uint32_t>(cat.kids.size())));
+                    }
+                }
+            }
+        }
+        ASSERT_TRUE(store.Close());
+        ASSERT_TRUE(writer.Write(NdfFile(*m_dir, kFile))) << writer.GetError();
+        Open(reader);
+    }
+
+    void Open(eNdfIndexCategory& index)
+    {
+        pool.SetDataPath(DataDir(*m_dir).c_str());
+        std::FILE* fp = std::fopen(NdfFile(*m_dir, kFile).c_str(), "rb");
+        ueglobal_addr_t root{};
+        int depth = 0;
+        if (fp != nullptr) {
+            EXPECT_EQ(std::fread(&root, 1, 8, fp), 8u);
+            EXPECT_EQ(std::fread(&depth, 1, 4, fp), 4u);
+            std::fclose(fp);
+        }
+        EXPECT_EQ(depth, NdfFormat::kCategoryIndexDepth);
+        index.SetGID(root);
+        index.SetDepth(depth);
+        index.SetDataPath(DataDir(*m_dir).c_str());
+        index.SetPool(&pool);
+    }
+
+    Answer Ask(eNdfIndexCategory& index, const std::vector<std::string>& keyList)
+    {
+        eArray<eString> keys;
+        for (const auto& k : keyList)
+            keys.Add(eString(k.c_str()));
+        eArray<ueglobal_addr_t> gids;
+        eArray<unsigned int> nums;
+        eArray<eString> names;
+        names.Add("stale");
+        Answer a;
+        a.ok = index.Query(keys, gids, nums, names);
+        EXPECT_EQ(gids.GetSize(), nums.GetSize());
+        if (a.ok) {
+            EXPECT_EQ(names.GetSize(), 0);
+        }
+        a.hitTotal = index.GetHitCount();
+        eNdfRecordsetTabular rs;
+        for (int i = 0; i < gids.GetSize(); ++i) {
+            a.ranges.emplace_back();
+            rs.SetRun(&pool, gids[i], nums[i]);
+            for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext()) {
+                eString text;
+                rs.GetFieldValue(0, text);
+                a.ranges.back().emplace_back(text.Cstr(), static_cast<std::size_t>(text.GetLength()));
+            }
+        }
+        return a;
+    }
+    Answer Ask(const std::vector<std::string>& keyList) { return Ask(reader, keyList); }
+
+    static Answer Model(const CategoryNode& root, const std::vector<std::string>& keys)
+    {
+        const CategoryAnswer m = CategoryQuery(root, keys);
+        Answer a;
+        a.ok = m.ok;
+        a.hitTotal = m.ok ? m.hitTotal : 0;
+        for (const auto* range : m.ranges) {
+            a.ranges.emplace_back();
+            for (const CategoryNode& node : *range)
+                a.ranges.back().push_back(node.key);
+        }
+        return a;
+    }
+
+    TempDir dir;
+    const TempDir* m_dir = &dir; // where the files are written and read
+    eNdfPool pool;
+    eNdfIndexCategory reader;
+};
+
+CategoryNode Area(const std::string& name, std::vector<CategoryNode> kids = {})
+{
+    return CategoryNode{name, std::move(kids), false, 0};
+}
+
+CategoryNode Category(std::uint32_t code, int pois, const std::string& tag)
+{
+    CategoryNode node{CodeKey(code), {}, false, 0};
+    for (int i = 0; i < pois; ++i)
+        node.kids.push_back(CategoryNode{tag + "#" + std::to_string(code) + "." + std::to_string(i), {}, true, code});
+    return node;
+}
+
+// Names from few letters, so that a key is often a part of several
+// siblings' names; four-letter ones look like a code to the filter.
+std::string RandomName(std::mt19937& rng)
+{
+    std::string s;
+    for (int i = 1 + static_cast<int>(rng() % 4); i > 0; --i)
+        s += "ABC"[rng() % 3];
+    return s;
+}
+
+CategoryNode RandomTree(std::mt19937& rng)
+{
+    static const std::uint32_t codes[] = {0, 1, 2, 5, 7, 1000, 0x41414141u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu};
+    CategoryNode root;
+    for (int p = 1 + static_cast<int>(rng() % 3); p > 0; --p) {
+        root.kids.push_back(Area(RandomName(rng)));
+        for (int c = 1 + static_cast<int>(rng() % 3); c > 0; --c) {
+            root.kids.back().kids.push_back(Area(RandomName(rng)));
+            for (int k = static_cast<int>(rng() % 4); k > 0; --k) {
+                CategoryNode county = Area(RandomName(rng));
+                for (std::uint32_t code : codes)
+                    if (rng() % 3 == 0)
+                        county.kids.push_back(Category(code, 1 + static_cast<int>(rng() % 30), county.key));
+                root.kids.back().kids.back().kids.push_back(std::move(county));
+            }
+        }
+    }
+    return root;
+}
+
+std::vector<std::string> RandomKeys(std::mt19937& rng, const CategoryNode& root)
+{
+    static const char* const categories[] = {"*", "", "0", "1", "2", "3", "7", "1000", "999999",
+                                             "x", "-1", "5abc", "2147483647", "1094795585", "99999999999"};
+    std::vector<std::string> keys;
+    const int n = static_cast<int>(rng() % 8 == 0 ? rng() % 4 : 4);
+    const std::vector<CategoryNode>* level = &root.kids;
+    for (int i = 0; i < n && i < 3; ++i) {
+        const unsigned pick = rng() % 10;
+        if (pick == 0 || level->empty())
+            keys.push_back("*");
+        else if (pick == 1)
+            keys.push_back(rng() % 2 ? "" : "D");
+        else {
+            const CategoryNode& node = (*level)[rng() % level->size()];
+            const std::string& name = node.key;
+            keys.push_back(pick < 6 ? name : name.substr(rng() % name.size(), 1 + rng() % 2));
+            level = &node.kids;
+        }
+    }
+    if (n == 4)
+        keys.push_back(categories[rng() % (sizeof categories / sizeof *categories)]);
+    return keys;
+}
+
+std::string Describe(const std::vector<std::string>& keys)
+{
+    std::string s;
+    for (const auto& k : keys)
+        s += "[" + k + "]";
+    return s;
+}
+
+TEST_F(CategoryIndexTest, MatchesThePlainModelOverRandomTrees)
+{
+    std::mt19937 rng(20261125);
+    int queries = 0, failed = 0, found = 0;
+    for (int tree = 0; tree < 12; ++tree) {
+        TempDir other; // a new directory: the pool forgets the last tree's pages
+        m_dir = &other;
+        CategoryNode root = RandomTree(rng);
+        Write(root, tree % 2 ? 256 : 8192);
+        for (int q = 0; q < 150; ++q, ++queries) {
+            const std::vector<std::string> keys = RandomKeys(rng, root);
+            const Answer a = Ask(keys);
+            ASSERT_EQ(a, Model(root, keys)) << "tree " << tree << " keys " << Describe(keys);
+            failed += a.ok ? 0 : 1;
+            found += a.hitTotal > 0 ? 1 : 0;
+        }
+    }
+    m_dir = &dir;
+    EXPECT_EQ(queries, 1800);
+    // Both outcomes, and filtered hits, are common enough to be compared.
+    EXPECT_GT(failed, 100);
+    EXPECT_GT(found, 200);
+    std::printf("%d queries, %d false, %d with filtered hits\n", queries, failed, found);
+}
+
+// The rules of the walk, on a tree small enough to state every answer.
+TEST_F(CategoryIndexTest, WalksTheAreasByItsRules)
+{
+    CategoryNode root;
+    root.kids = {Area("North", {Area("Hill", {Area("EastTown", {Category(0, 1, "e"), Category(5, 2, "e")}),
+                                              Area("WestTown", {Category(5, 3, "w"), Category(9, 1, "w")})}),
+                                Area("Lake", {Area("Town", {Category(5, 1, "t")})})}),
+                 Area("South", {Area("Bay", {Area("Port", {Category(2, 1, "p")})})})};
+    Write(root);
+    auto names = [](std::initializer_list<const char*> list) { return std::vector<std::string>(list.begin(), list.end()); };
+    struct Case {
+        std::vector<std::string> keys;
+        bool ok;
+        Ranges ranges;
+        std::uint32_t hitTotal;
+    };
+    const std::vector<Case> cases = {
+        // (Each area range found is read one level down: its records'
+        // children are the answer.) No key: the provinces' run itself.
+        {{}, true, {names({"Hill", "Lake"}), names({"Bay"})}, 0},
+        // One key is matched whole; empty takes every province; "*" walks nothing.
+        {{"South"}, true, {names({"Port"})}, 0},
+        {{"Sou"}, false, {}, 0},
+        {{""}, true, {names({"EastTown", "WestTown"}), names({"Town"}), names({"Port"})}, 0},
+        {{"*"}, true, {}, 0},
+        // The walk by substring: "Town" is first found in EastTown.
+        {{"North", "Hill", "Town", "5"}, true, {names({"e#5.0", "e#5.1"})}, 2},
+        {{"North", "Hill", "Town", "9"}, true, {}, 0},
+        {{"North", "Hill", "Mill", "5"}, false, {}, 0},
+        // "0" is a real code; "x" reads as 0 too; "*" and "" take every category.
+        {{"North", "Hill", "East", "0"}, true, {names({"e#0.0"})}, 1},
+        {{"North", "Hill", "East", "x"}, true, {names({"e#0.0"})}, 1},
+        {{"North", "Hill", "East", ""}, true, {names({"e#0.0"}), names({"e#5.0", "e#5.1"})}, 0},
+        // "*" at level 2: every county of the city.
+        {{"North", "Hill", "*", "5"}, true, {names({"e#5.0", "e#5.1"}), names({"w#5.0", "w#5.1", "w#5.2"})}, 5},
+        // "*" at level 1: every county of every city, and the county key is not looked at.
+        {{"North", "*", "Nowhere", "5"}, true,
+         {names({"e#5.0", "e#5.1"}), names({"w#5.0", "w#5.1", "w#5.2"}), names({"t#5.0"})}, 6},
+        // "*" at level 0 appends each province's cities (whose records then
+        // stand for categories) and walks on in the last province.
+        {{"*", "Bay", "Port", "*"}, true,
+         {names({"EastTown", "WestTown"}), names({"Town"}), names({"Port"}), names({"p#2.0"})}, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(Describe(c.keys));
+        const Answer a = Ask(c.keys);
+        EXPECT_EQ(a.ok, c.ok);
+        if (c.ok) {
+            EXPECT_EQ(a.ranges, c.ranges);
+        }
+        EXPECT_EQ(a.hitTotal, c.hitTotal);
+        EXPECT_EQ(a, Model(root, c.keys));
+    }
+    EXPECT_EQ(reader.GetType(), eNdfIndex::NDF_INDEX_CATEGORY);
+}
+
+// Damage: a truncated file and flipped bytes in the header, a middle page
+// and the last page. Every query answers as on the clean file, or fails or
+// differs with the damage named by the pool; nothing reads outside a buffer.
+TEST_F(CategoryIndexTest, DamageFailsOrIsNamed)
+{
+    std::mt19937 rng(7);
+    CategoryNode root = RandomTree(rng);
+    while (root.kids.size() < 2)
+        root = RandomTree(rng);
+    Write(root);
+    std::vector<std::vector<std::string>> queries;
+    for (int i = 0; i < 60; ++i)
+        queries.push_back(RandomKeys(rng, root));
+    std::vector<Answer> clean;
+    for (const auto& keys : queries)
+        clean.push_back(Ask(keys));
+    const std::vector<unsigned char> good = TempDir::Read(NdfFile(*m_dir, kFile));
+    const std::size_t end = good.size();
+
+    auto check = [&](const std::vector<unsigned char>& bytes, const char* what, bool allFail) {
+        SCOPED_TRACE(what);
+        TempDir::Write(NdfFile(*m_dir, kFile), bytes);
+        eNdfPool fresh;
+        fresh.SetSize(1 << 20);
+        eNdfIndexCategory index;
+        pool.SetDataPath(DataDir(*m_dir).c_str());
+        Open(index);
+        index.SetPool(&fresh);
+        fresh.SetDataPath(DataDir(*m_dir).c_str());
+        for (std::size_t i = 0; i < queries.size(); ++i) {
+            fresh.ClearDamage();
+            const Answer a = Ask(index, queries[i]);
+            if (allFail) {
+                EXPECT_FALSE(a.ok) << Describe(queries[i]);
+            }
+            if (!(a == clean[i])) {
+                EXPECT_TRUE(!a.ok || !fresh.GetDamage().IsEmpty()) << Describe(queries[i]);
+            }
+        }
+    };
+    check(std::vector<unsigned char>(good.begin(), good.begin() + static_cast<long>(end / 2)), "truncated", true);
+    for (std::size_t flip : {std::size_t(3), std::size_t(20), end / 2, end - 40}) {
+        std::vector<unsigned char> bytes = good;
+        bytes[flip] ^= 0x10;
+        check(bytes, ("flip at " + std::to_string(flip)).c_str(), flip == 3);
+    }
+}
+
+} // namespace
