@@ -118,8 +118,9 @@ eString ePOIEngineManager::GetLastDamage() const
     // The pool names the first bad page of this search. The area index is
     // read once, so its damage stays until the path is set again.
     if (m_pPool != nullptr && !m_pPool->GetDamage().IsEmpty()) {
-        // Below the data path: the pool's directory ("POI/", "POI/Sight/")
-        // and the file.
+        // The pool reads one directory below the data path at a time ("P/POI/",
+        // "P/POI/Sight/", "P/POI/CrossRoad/"): the damage is named below the
+        // data path, with that directory.
         const eString base = m_strPoiPath + "/";
         const eString& dir = m_pPool->GetDataPath();
         if (dir.GetLength() >= base.GetLength() && std::strncmp(dir.Cstr(), base.Cstr(), static_cast<std::size_t>(base.GetLength())) == 0)

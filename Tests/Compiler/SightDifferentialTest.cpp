@@ -1,6 +1,6 @@
 // The sight and place-name searches on the bundled sample against a plain
 // oracle: for each set (sights.csv, placenames.csv) and each form (initials,
-// text), 600 random queries must give what straight loops over the source
+// text), 500 random queries must give what straight loops over the source
 // rows give: the hits, the hit count, the direct hits in record order, the
 // next letters, and true. A name is indexed under each of its variants
 // (NameInitials) and under every dictionary word at every position.
@@ -30,7 +30,7 @@ using namespace Kest;
 
 namespace {
 
-constexpr int kQueries = 600;
+constexpr int kQueries = 500;
 
 class Engine : public ePOIEngineManager {
 public:
