@@ -193,19 +193,16 @@ protected:
     // Reads the header of "<directory><fileNumber>.ndf" into `index` unless
     // that file is the one it already reads.
     int OpenIndex(eNdfIndex& index, const eString& directory, int fileNumber);
+    // Reads the header of "<directory><fileNumber>.ndf" into `index`
+    // whatever it read before (the searches that decide themselves when to
+    // read it call this directly); false when the file is missing or short.
+    bool ReadIndexHeader(eNdfIndex& index, const eString& directory, int fileNumber);
     // Sets the kind and pool of an around search and opens the grid.
     bool PrepareAround();
     // The sight and place-name searches (ePOIEngineManagerSight.cpp):
     // `reader` is the method's own member, `sight` tells the set.
     bool QuerySetByPY(eNdfIndex*& reader, bool sight, const char* initials, char*& nextChars, int& nextCount);
     bool QuerySetByText(eNdfIndex*& reader, bool sight, const char* text);
-    // Reads the header of "<directory><fileNumber>.ndf" into `index`,
-    // whatever it read before.
-    bool ReadIndexHeader(eNdfIndex& index, const eString& directory, int fileNumber);
-    // Reads the header of "<directory><fileNumber>.ndf" into `index`
-    // whatever file it reads now (the crossroad searches decide themselves
-    // when to re-read); false when the file is missing or short.
-    bool ReadCrossIndexHeader(eNdfIndex& index, const eString& directory, int fileNumber);
     // The key list of a crossroad search's mode (0 none, 1 the first, else
     // all three).
     static void CrossKeys(int nMode, const char* szFirst, const char* szSecond, const char* szThird,

@@ -153,24 +153,32 @@ int ePOIEngineManager::OpenIndex(eNdfIndex& index, const eString& directory, int
         index.SetPool(m_pPool);
         return kIndexUnchanged;
     }
+    return ReadIndexHeader(index, directory, fileNumber) ? kIndexReopened : kIndexFailed;
+}
+
+bool ePOIEngineManager::ReadIndexHeader(eNdfIndex& index, const eString& directory, int fileNumber)
+{
     eString file;
     file.Format("%s%d.ndf", directory.Cstr(), fileNumber);
     std::FILE* fp = std::fopen(file.Cstr(), "rb");
     if (fp == nullptr)
-        return kIndexFailed;
+        return false;
     unsigned char root[sizeof(ueglobal_addr_t)];
     unsigned char depth[4];
-    const bool ok = std::fread(root, 1, sizeof root, fp) == sizeof root && std::fread(depth, 1, sizeof depth, fp) == sizeof depth;
+    const bool ok =
+        std::fread(root, 1, sizeof root, fp) == sizeof root && std::fread(depth, 1, sizeof depth, fp) == sizeof depth;
     std::fclose(fp);
     if (!ok)
-        return kIndexFailed;
+        return false;
     ueglobal_addr_t gid;
     std::memcpy(&gid, root, sizeof gid);
     index.SetGID(gid);
     index.SetDepth(static_cast<int>(NdfBytes::Get32(depth)));
     index.SetDataPath(directory);
+    // Also for a reader ReleaseQueryMem keeps: it frees the pool they read
+    // through.
     index.SetPool(m_pPool);
-    return kIndexReopened;
+    return true;
 }
 
 // ---- The result list ----

@@ -24,29 +24,6 @@ constexpr int kTextKind = 1;
 
 } // namespace
 
-bool ePOIEngineManager::ReadCrossIndexHeader(eNdfIndex& index, const eString& directory, int fileNumber)
-{
-    eString file;
-    file.Format("%s%d.ndf", directory.Cstr(), fileNumber);
-    std::FILE* fp = std::fopen(file.Cstr(), "rb");
-    if (fp == nullptr)
-        return false;
-    unsigned char root[sizeof(ueglobal_addr_t)];
-    unsigned char depth[4];
-    const bool ok = std::fread(root, 1, sizeof root, fp) == sizeof root &&
-                    std::fread(depth, 1, sizeof depth, fp) == sizeof depth;
-    std::fclose(fp);
-    if (!ok)
-        return false;
-    ueglobal_addr_t gid;
-    std::memcpy(&gid, root, sizeof gid);
-    index.SetGID(gid);
-    index.SetDepth(static_cast<int>(NdfBytes::Get32(depth)));
-    index.SetDataPath(directory);
-    index.SetPool(m_pPool);
-    return true;
-}
-
 void ePOIEngineManager::CrossKeys(int nMode, const char* szFirst, const char* szSecond, const char* szThird,
                                   eArray<eString>& keys)
 {
@@ -85,7 +62,7 @@ bool ePOIEngineManager::QueryCrossRoadByPY(int nMode, int nFileNo, const char* s
     // again on every call. A kept reader is given the current pool either
     // way (ReleaseQueryMem frees the pool but keeps this reader).
     if (m_pIndexCrossPY->GetCurrentFid() != nFileNo) {
-        if (!ReadCrossIndexHeader(*m_pIndexCrossPY, directory, nFileNo + kCrossInitialFileBase))
+        if (!ReadIndexHeader(*m_pIndexCrossPY, directory, nFileNo + kCrossInitialFileBase))
             return false;
     } else {
         m_pIndexCrossPY->SetPool(m_pPool);
@@ -134,7 +111,7 @@ bool ePOIEngineManager::QueryCrossRoadByText(int nMode, int nFileNo, const char*
     }
     // The header is read on every call, so the reader always has the
     // current pool too.
-    if (!ReadCrossIndexHeader(*m_pIndexCrossText, directory, nFileNo + kCrossTextFileBase))
+    if (!ReadIndexHeader(*m_pIndexCrossText, directory, nFileNo + kCrossTextFileBase))
         return false;
 
     eArray<eString> keys;

@@ -67,33 +67,6 @@ bool ePOIEngineManager::QueryPlaceNameByText(const char* text)
     return QuerySetByText(m_pIndexPlaceText, false, text);
 }
 
-bool ePOIEngineManager::ReadIndexHeader(eNdfIndex& index, const eString& directory, int fileNumber)
-{
-    // Read on every search, so that a file added or replaced later is the
-    // one searched next.
-    eString file;
-    file.Format("%s%d.ndf", directory.Cstr(), fileNumber);
-    std::FILE* fp = std::fopen(file.Cstr(), "rb");
-    if (fp == nullptr)
-        return false;
-    unsigned char root[sizeof(ueglobal_addr_t)];
-    unsigned char depth[4];
-    const bool ok =
-        std::fread(root, 1, sizeof root, fp) == sizeof root && std::fread(depth, 1, sizeof depth, fp) == sizeof depth;
-    std::fclose(fp);
-    if (!ok)
-        return false;
-    ueglobal_addr_t gid;
-    std::memcpy(&gid, root, sizeof gid);
-    index.SetGID(gid);
-    index.SetDepth(static_cast<int>(NdfBytes::Get32(depth)));
-    index.SetDataPath(directory);
-    // Also after ReleaseQueryMem, which keeps the place-name readers but
-    // frees the pool they read through.
-    index.SetPool(m_pPool);
-    return true;
-}
-
 bool ePOIEngineManager::QuerySetByPY(eNdfIndex*& reader, bool sight, const char* initials, char*& nextChars,
                                      int& nextCount)
 {
