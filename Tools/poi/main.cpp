@@ -1,6 +1,7 @@
 // poi: the command-line face of the engine: the data compiler (`poi build`),
-// the search by initials (`poi search`), the user store (`poi store`) and the
-// tour of them on the bundled sample (`poi demo`).
+// every search (`poi search KIND`), the check of a data directory (`poi
+// check`), the user store (`poi store`) and the tour of them on the bundled
+// sample (`poi demo`).
 
 #include <algorithm>
 #include <csignal>
@@ -27,7 +28,9 @@ const char kUsage[] =
     "\n"
     "commands:\n"
     "  build    compile source data (UTF-8 CSV, GeoJSON) into a data directory\n"
-    "  search   search a data directory: poi search --data DIR initial INITIALS\n"
+    "  search   search a data directory: poi search --data DIR KIND ... (initial,\n"
+    "           text, around, nearest, tel, address, categories, sight, place,\n"
+    "           cross, district)\n"
     "  check    verify every file and page of a data directory: poi check DIR\n"
     "  store    favourites and history: poi store --data DIR fav|history add|list|remove|clear|restore\n"
     "  demo     build the bundled sample once and tour search and store on it\n"
