@@ -81,6 +81,14 @@ private:
                             const double& y, const int& slack, int& type);
     unsigned char LoadGridData(const int& cell);
     void FreeMemory();
+    // Ends a search: no cell is cached; the buffer stays unless it is large.
+    void ForgetCells();
+    // Makes the directory entries of cells `cell` to `last` (at most
+    // kDirectoryRun of them) available in m_DirectoryRun.
+    bool ReadDirectory(std::int64_t cell, std::int64_t last);
+    // A cell's record count and file offset from m_DirectoryRun; false for an
+    // empty cell or records that do not lie wholly inside the file.
+    bool CellSpan(std::int64_t cell, std::int32_t& count, std::uint64_t& start) const;
     void ReleaseQueryAround();
 
     // -1 outside the grid, 0 no rows, 1 with `rect` set.
@@ -123,6 +131,18 @@ private:
     unsigned char m_DirectoryRun[kDirectoryRun * kDirectoryEntrySize] = {};
     std::int64_t m_nDirectoryRunFirst = -1;
     int m_nDirectoryRunCount = 0;
+    // The cells whose records the buffer holds (read together, see
+    // LoadGridData), the file offset of its first byte, and where the cell
+    // of the current search lies in it. m_nRunLast: the last cell of the run
+    // of neighbouring cells the walk is in.
+    std::int64_t m_nBlockFirst = -1, m_nBlockLast = -1, m_nRunLast = -1;
+    std::uint64_t m_nBlockStart = 0;
+    const unsigned char* m_pCellRecords = nullptr;
+    // A block holds at most this much, and gaps between its cells' records
+    // at most kBlockSlack beyond the records themselves.
+    static constexpr std::uint64_t kMaxBlock = 1u << 20;
+    static constexpr std::uint64_t kBlockSlack = 4096;
+    static constexpr int kKeptBuffer = 64 * 1024;
 };
 
 extern template class KEST_API eArray<UE_AROUND_POI_INDEX>;

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <new>
 
+#include "Base/ReadAt.h"
 #include "Ndf/NdfBytes.h"
 
 namespace Kest {
@@ -93,9 +94,24 @@ void eNdfQueryAround::FreeMemory()
 {
     delete[] m_pCellBuffer;
     m_pCellBuffer = nullptr;
+    m_pCellRecords = nullptr;
     m_nCellBufferSize = 0;
     m_nCellCount = 0;
     m_nCurCell = -1;
+    m_nBlockFirst = m_nBlockLast = -1;
+}
+
+void eNdfQueryAround::ForgetCells()
+{
+    // The next search reads its cells again; a buffer of ordinary size is
+    // kept for it rather than allocated anew.
+    if (m_nCellBufferSize > kKeptBuffer) {
+        FreeMemory();
+        return;
+    }
+    m_nCellCount = 0;
+    m_nCurCell = -1;
+    m_nBlockFirst = m_nBlockLast = -1;
 }
 
 unsigned char eNdfQueryAround::InitQueryAround(const eString& path)
@@ -286,46 +302,94 @@ int eNdfQueryAround::GetFilterGrid(eArray<int>& cells, const double& x, const do
     return total > INT_MAX ? INT_MAX : static_cast<int>(total);
 }
 
+bool eNdfQueryAround::ReadDirectory(std::int64_t cell, std::int64_t last)
+{
+    if (cell >= m_nDirectoryRunFirst && last < m_nDirectoryRunFirst + m_nDirectoryRunCount)
+        return true;
+    // This cell's entry and those of the cells after it, at least to `last`.
+    const auto count = static_cast<int>(std::min<std::int64_t>(kDirectoryRun, m_nDirectoryCells - cell));
+    const std::uint64_t at = m_nDirectoryOffset + static_cast<std::uint64_t>(cell) * kDirectoryEntrySize;
+    m_nDirectoryRunCount = 0;
+    if (!ReadAt(m_pFile, at, m_DirectoryRun, static_cast<std::size_t>(count) * kDirectoryEntrySize))
+        return false;
+    m_nDirectoryRunFirst = cell;
+    m_nDirectoryRunCount = count;
+    return true;
+}
+
+bool eNdfQueryAround::CellSpan(std::int64_t cell, std::int32_t& count, std::uint64_t& start) const
+{
+    const unsigned char* entry =
+        m_DirectoryRun + static_cast<std::size_t>(cell - m_nDirectoryRunFirst) * kDirectoryEntrySize;
+    count = static_cast<std::int32_t>(NdfBytes::Get32(entry));
+    if (count < 1)
+        return false;
+    // The records must lie wholly inside the file.
+    start = m_nRecordOffset + NdfBytes::Get32(entry + 4);
+    const std::uint64_t bytes = static_cast<std::uint64_t>(count) * kRecordSize;
+    return start <= m_nFileSize && bytes <= m_nFileSize - start && bytes <= static_cast<std::uint64_t>(INT_MAX);
+}
+
+// The cells of a walk along a row are neighbours in the directory, and the
+// writer lays their records one after the other. So the first cell of such
+// a run reads the directory entries of the whole run and the records of all
+// its cells in one read each; the later cells of the run are then taken from
+// the buffer. Which records each cell gives, and the outcome of a load, are
+// those of reading the cell on its own.
 unsigned char eNdfQueryAround::LoadGridData(const int& cell)
 {
     if (cell == m_nCurCell && m_nCurCell >= 0)
         return 1;
     if (cell < 0 || cell >= m_nDirectoryCells || m_pFile == nullptr)
         return 0;
-    if (cell < m_nDirectoryRunFirst || cell >= m_nDirectoryRunFirst + m_nDirectoryRunCount) {
-        // Read this cell's entry and those of the cells after it.
-        const auto count = static_cast<int>(std::min<std::int64_t>(kDirectoryRun, m_nDirectoryCells - cell));
-        const std::uint64_t at = m_nDirectoryOffset + static_cast<std::uint64_t>(cell) * kDirectoryEntrySize;
-        const std::size_t bytes = static_cast<std::size_t>(count) * kDirectoryEntrySize;
-        m_nDirectoryRunCount = 0;
-        if (std::fseek(m_pFile, static_cast<long>(at), SEEK_SET) != 0 ||
-            std::fread(m_DirectoryRun, 1, bytes, m_pFile) != bytes)
-            return 0;
-        m_nDirectoryRunFirst = cell;
-        m_nDirectoryRunCount = count;
-    }
-    const unsigned char* entry =
-        m_DirectoryRun + static_cast<std::size_t>(cell - m_nDirectoryRunFirst) * kDirectoryEntrySize;
-    const auto count = static_cast<std::int32_t>(NdfBytes::Get32(entry));
-    if (count < 1)
-        return 0;
-    // The records must lie wholly inside the file.
-    const std::uint64_t start = m_nRecordOffset + NdfBytes::Get32(entry + 4);
-    const std::uint64_t bytes = static_cast<std::uint64_t>(count) * kRecordSize;
-    if (start > m_nFileSize || bytes > m_nFileSize - start || bytes > static_cast<std::uint64_t>(INT_MAX))
-        return 0;
     m_nCurCell = -1;
-    if (bytes > static_cast<std::uint64_t>(m_nCellBufferSize)) {
-        delete[] m_pCellBuffer;
-        m_nCellBufferSize = 0;
-        m_pCellBuffer = new (std::nothrow) unsigned char[bytes];
-        if (m_pCellBuffer == nullptr)
-            return 0;
-        m_nCellBufferSize = static_cast<int>(bytes);
-    }
-    if (std::fseek(m_pFile, static_cast<long>(start), SEEK_SET) != 0 ||
-        std::fread(m_pCellBuffer, 1, bytes, m_pFile) != bytes)
+    const bool inBlock = cell >= m_nBlockFirst && cell <= m_nBlockLast;
+    std::int64_t last = inBlock ? m_nBlockLast : std::max<std::int64_t>(cell, std::min(m_nRunLast, m_nDirectoryCells - 1));
+    last = std::min<std::int64_t>(last, cell + kDirectoryRun - 1);
+    if (!ReadDirectory(cell, last))
         return 0;
+    std::int32_t count = 0;
+    std::uint64_t start = 0;
+    if (!CellSpan(cell, count, start))
+        return 0;
+    if (!inBlock) {
+        // One read from this cell's records to the end of the last sound
+        // cell of the run, when the run's records lie together.
+        std::uint64_t end = start + static_cast<std::uint64_t>(count) * kRecordSize, useful = end - start;
+        std::int64_t through = cell;
+        for (std::int64_t next = cell + 1; next <= last; ++next) {
+            std::int32_t n = 0;
+            std::uint64_t at = 0;
+            if (!CellSpan(next, n, at))
+                continue;
+            const std::uint64_t nextEnd = at + static_cast<std::uint64_t>(n) * kRecordSize;
+            useful += nextEnd - at;
+            if (at < start || nextEnd - start > 2 * useful + kBlockSlack || nextEnd - start > kMaxBlock)
+                break;
+            end = std::max(end, nextEnd);
+            through = next;
+        }
+        const std::uint64_t bytes = end - start;
+        if (bytes > static_cast<std::uint64_t>(m_nCellBufferSize)) {
+            delete[] m_pCellBuffer;
+            m_nCellBufferSize = 0;
+            m_pCellBuffer = new (std::nothrow) unsigned char[bytes];
+            if (m_pCellBuffer == nullptr)
+                return 0;
+            m_nCellBufferSize = static_cast<int>(bytes);
+        }
+        m_nBlockFirst = m_nBlockLast = -1;
+        if (!ReadAt(m_pFile, start, m_pCellBuffer, static_cast<std::size_t>(bytes)))
+            return 0;
+        m_nBlockFirst = cell;
+        m_nBlockLast = through;
+        m_nBlockStart = start;
+    } else if (start < m_nBlockStart ||
+               start - m_nBlockStart + static_cast<std::uint64_t>(count) * kRecordSize >
+                   static_cast<std::uint64_t>(m_nCellBufferSize)) {
+        return 0;
+    }
+    m_pCellRecords = m_pCellBuffer + (start - m_nBlockStart);
     m_nCellCount = count;
     m_nCurCell = cell;
     return 1;
@@ -367,7 +431,7 @@ unsigned char eNdfQueryAround::DimSearch(eArray<UE_AROUND_POI_INDEX>& out, const
     const std::int64_t xLow = X - slack, xHigh = X + slack;
     const std::int64_t yLow = Y - slack, yHigh = Y + slack;
     const int limit = radius >= INT_MAX ? INT_MAX : radius <= INT_MIN ? INT_MIN : static_cast<int>(radius);
-    const unsigned char* records = m_pCellBuffer;
+    const unsigned char* records = m_pCellRecords;
     auto at = [records](int i) { return records + static_cast<std::size_t>(i) * kRecordSize; };
 
     // Binary search for a record inside the x window, then the run around it.
@@ -408,7 +472,15 @@ bool eNdfQueryAround::SearchWalk(eArray<UE_AROUND_POI_INDEX>& out, const double&
     const int slack = whole >= INT_MAX / 10 ? INT_MAX / 10 * 10
                       : whole <= INT_MIN / 10 ? INT_MIN / 10 * 10
                                               : static_cast<int>(whole) * 10;
-    for (const CellVisit& visit : m_arWalk) {
+    for (std::size_t v = 0; v < m_arWalk.size(); ++v) {
+        const CellVisit& visit = m_arWalk[v];
+        // Where this run of neighbouring cells ends, for LoadGridData.
+        if (v == 0 || m_arWalk[v - 1].cell + 1 != visit.cell) {
+            std::size_t end = v;
+            while (end + 1 < m_arWalk.size() && m_arWalk[end + 1].cell == m_arWalk[end].cell + 1)
+                ++end;
+            m_nRunLast = m_arWalk[end].cell;
+        }
         const int before = out.GetSize();
         DimSearch(out, visit.cell, radius, x, y, slack, type);
         const int after = out.GetSize();
@@ -442,7 +514,7 @@ int eNdfQueryAround::QueryByAround(eArray<ueglobal_addr_t>& addrs, eArray<unsign
         // Every hit scores 1: the distances are not handed out.
         scores.Add(1u);
     }
-    FreeMemory();
+    ForgetCells();
     return candidates.GetSize();
 }
 
