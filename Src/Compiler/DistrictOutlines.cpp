@@ -130,27 +130,63 @@ int GeosPointCount(GEOSContextHandle_t ctx, const GEOSGeometry* g)
     return n < 0 ? 0 : n;
 }
 
-// Cuts `g` (valid) in two on a grid line across the longer side of its box
-// while it has more than `maxPoints` points; the pieces go to `out`.
-bool SplitGeometry(GEOSContextHandle_t ctx, const GEOSGeometry* g, std::size_t maxPoints,
-                   std::vector<DistrictOutlines::Polygon>& out)
+// A line of the district grid strictly between `low` and `high`, near their
+// middle; false when they are less than a step apart.
+bool GridCut(double low, double high, double unit, double& cut)
 {
-    double x0 = 0, y0 = 0, x1 = 0, y1 = 0;
-    if (static_cast<std::size_t>(GeosPointCount(ctx, g)) <= maxPoints || !GEOSGeom_getXMin_r(ctx, g, &x0) ||
-        !GEOSGeom_getYMin_r(ctx, g, &y0) || !GEOSGeom_getXMax_r(ctx, g, &x1) || !GEOSGeom_getYMax_r(ctx, g, &y1)) {
-        ReadPolygons(ctx, g, out);
+    cut = std::floor((low + high) / 2 / unit) * unit;
+    return cut > low && cut < high;
+}
+
+// Cuts the polygons of `g` (valid) into pieces for `out`: a polygon with a
+// hole is cut on a grid line through its first hole, which opens the hole
+// into a notch of both halves, so that each piece's outer ring alone bounds
+// it; a polygon of more than `maxPoints` points is cut across the longer
+// side of its box. Again and again on the halves. A hole less than a grid
+// step across cannot be cut open and stays a hole.
+bool CutPieces(GEOSContextHandle_t ctx, const GEOSGeometry* g, std::size_t maxPoints,
+               std::vector<DistrictOutlines::Polygon>& out)
+{
+    const int type = GEOSGeomTypeId_r(ctx, g);
+    if (type == GEOS_MULTIPOLYGON || type == GEOS_GEOMETRYCOLLECTION) {
+        for (int i = 0; i < GEOSGetNumGeometries_r(ctx, g); ++i)
+            if (!CutPieces(ctx, GEOSGetGeometryN_r(ctx, g, i), maxPoints, out))
+                return false;
         return true;
     }
-    // The cut, on the district grid so that its vertices keep their place
-    // when stored.
+    if (type != GEOS_POLYGON)
+        return true; // lines and points left by a clip bound nothing
     eSize2D step;
     eNdfRegion::GridStep(eSize2D(NdfFormat::kDistrictScaleX, NdfFormat::kDistrictScaleY), NdfFormat::kDistrictUnits,
                          step);
-    const bool alongX = x1 - x0 >= y1 - y0;
-    const double unit = alongX ? step.cx : step.cy;
-    const double cut = std::floor((alongX ? (x0 + x1) : (y0 + y1)) / 2 / unit) * unit;
-    if (!(cut > (alongX ? x0 : y0) && cut < (alongX ? x1 : y1))) {
-        ReadPolygons(ctx, g, out); // too thin to cut
+    double x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+    if (!GEOSGeom_getXMin_r(ctx, g, &x0) || !GEOSGeom_getYMin_r(ctx, g, &y0) || !GEOSGeom_getXMax_r(ctx, g, &x1) ||
+        !GEOSGeom_getYMax_r(ctx, g, &y1)) {
+        ReadPolygons(ctx, g, out);
+        return true;
+    }
+    bool alongX = false, found = false;
+    double cut = 0;
+    for (int h = 0; h < GEOSGetNumInteriorRings_r(ctx, g) && !found; ++h) {
+        const GEOSGeometry* hole = GEOSGetInteriorRingN_r(ctx, g, h);
+        double hx0 = 0, hy0 = 0, hx1 = 0, hy1 = 0;
+        if (!GEOSGeom_getXMin_r(ctx, hole, &hx0) || !GEOSGeom_getYMin_r(ctx, hole, &hy0) ||
+            !GEOSGeom_getXMax_r(ctx, hole, &hx1) || !GEOSGeom_getYMax_r(ctx, hole, &hy1))
+            continue;
+        // A line between a hole's least and greatest x crosses the hole.
+        alongX = hx1 - hx0 >= hy1 - hy0;
+        found = alongX ? GridCut(hx0, hx1, step.cx, cut) : GridCut(hy0, hy1, step.cy, cut);
+        if (!found) {
+            alongX = !alongX;
+            found = alongX ? GridCut(hx0, hx1, step.cx, cut) : GridCut(hy0, hy1, step.cy, cut);
+        }
+    }
+    if (!found && static_cast<std::size_t>(GeosPointCount(ctx, g)) > maxPoints) {
+        alongX = x1 - x0 >= y1 - y0;
+        found = alongX ? GridCut(x0, x1, step.cx, cut) : GridCut(y0, y1, step.cy, cut);
+    }
+    if (!found) {
+        ReadPolygons(ctx, g, out);
         return true;
     }
     const double margin = 1.0;
@@ -159,13 +195,55 @@ bool SplitGeometry(GEOSContextHandle_t ctx, const GEOSGeometry* g, std::size_t m
         {alongX ? cut : x0 - margin, alongX ? y0 - margin : cut, x1 + margin, y1 + margin}};
     for (const auto& h : halves) {
         Geom piece(GEOSClipByRect_r(ctx, g, h[0], h[1], h[2], h[3]), GeomDeleter{ctx});
-        if (!piece || !SplitGeometry(ctx, piece.get(), maxPoints, out))
+        if (!piece || !CutPieces(ctx, piece.get(), maxPoints, out))
             return false;
     }
     return true;
 }
 
+// A polygon as a valid GEOS geometry (made valid when it is not), or null.
+GEOSGeometry* MakeValidPolygon(GEOSContextHandle_t ctx, const DistrictOutlines::Polygon& polygon)
+{
+    GEOSGeometry* g = MakePolygon(ctx, polygon);
+    if (g != nullptr && GEOSisValid_r(ctx, g) != 1) {
+        GEOSGeometry* valid = GEOSMakeValid_r(ctx, g);
+        GEOSGeom_destroy_r(ctx, g);
+        g = valid;
+    }
+    return g;
+}
+
 } // namespace
+
+bool DistrictOutlines::Clip(const std::vector<Polygon>& polygons, const std::vector<Box>& cells,
+                            std::size_t maxPoints, std::vector<std::vector<Polygon>>& out, std::string& error)
+{
+    out.assign(cells.size(), {});
+    Context context;
+    GEOSContextHandle_t ctx = context.Get();
+    for (const Polygon& polygon : polygons) {
+        if (polygon.empty() || polygon[0].size() < 3)
+            continue;
+        Geom whole(MakeValidPolygon(ctx, polygon), GeomDeleter{ctx});
+        double x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+        if (!whole || !GEOSGeom_getXMin_r(ctx, whole.get(), &x0) || !GEOSGeom_getYMin_r(ctx, whole.get(), &y0) ||
+            !GEOSGeom_getXMax_r(ctx, whole.get(), &x1) || !GEOSGeom_getYMax_r(ctx, whole.get(), &y1)) {
+            error = "GEOS cannot read a polygon: " + context.Message();
+            return false;
+        }
+        for (std::size_t i = 0; i < cells.size(); ++i) {
+            const Box& c = cells[i];
+            if (c.x0 > x1 || c.x1 < x0 || c.y0 > y1 || c.y1 < y0)
+                continue;
+            Geom piece(GEOSClipByRect_r(ctx, whole.get(), c.x0, c.y0, c.x1, c.y1), GeomDeleter{ctx});
+            if (!piece || !CutPieces(ctx, piece.get(), maxPoints, out[i])) {
+                error = "GEOS cannot clip a polygon to a cell: " + context.Message();
+                return false;
+            }
+        }
+    }
+    return true;
+}
 
 bool DistrictOutlines::Split(const Polygon& polygon, std::size_t maxPoints, std::vector<Polygon>& out,
                              std::string& error)
@@ -173,16 +251,14 @@ bool DistrictOutlines::Split(const Polygon& polygon, std::size_t maxPoints, std:
     std::size_t points = 0;
     for (const Ring& ring : polygon)
         points += ring.size();
-    if (points <= maxPoints || polygon.empty() || polygon[0].size() < 3) {
+    if ((points <= maxPoints && polygon.size() == 1) || polygon.empty() || polygon[0].size() < 3) {
         out.push_back(polygon);
         return true;
     }
     Context context;
     GEOSContextHandle_t ctx = context.Get();
-    Geom whole(MakePolygon(ctx, polygon), GeomDeleter{ctx});
-    if (whole && GEOSisValid_r(ctx, whole.get()) != 1)
-        whole.reset(GEOSMakeValid_r(ctx, whole.get()));
-    if (!whole || !SplitGeometry(ctx, whole.get(), maxPoints, out)) {
+    Geom whole(MakeValidPolygon(ctx, polygon), GeomDeleter{ctx});
+    if (!whole || !CutPieces(ctx, whole.get(), maxPoints, out)) {
         error = "GEOS cannot cut a polygon into pieces: " + context.Message();
         return false;
     }
@@ -212,66 +288,6 @@ void DistrictOutlines::LargestFirst(std::vector<Polygon>& polygons)
     for (const auto& entry : order)
         sorted.push_back(std::move(polygons[entry.second]));
     polygons = std::move(sorted);
-}
-
-bool DistrictOutlines::Union(const std::vector<Polygon>& polygons, std::vector<Polygon>& out, std::string& error)
-{
-    out.clear();
-    Context context;
-    GEOSContextHandle_t ctx = context.Get();
-    std::vector<GEOSGeometry*> parts;
-    for (const Polygon& polygon : polygons) {
-        GEOSGeometry* g = MakePolygon(ctx, polygon);
-        if (!g)
-            continue;
-        if (GEOSisValid_r(ctx, g) != 1) {
-            GEOSGeometry* valid = GEOSMakeValid_r(ctx, g);
-            GEOSGeom_destroy_r(ctx, g);
-            if (!valid)
-                continue;
-            g = valid;
-        }
-        parts.push_back(g);
-    }
-    // The collection takes the parts over.
-    Geom collection(GEOSGeom_createCollection_r(ctx, GEOS_GEOMETRYCOLLECTION, parts.data(),
-                                                static_cast<unsigned int>(parts.size())),
-                    GeomDeleter{ctx});
-    if (!collection) {
-        for (GEOSGeometry* g : parts)
-            GEOSGeom_destroy_r(ctx, g);
-        error = "GEOS: " + context.Message();
-        return false;
-    }
-    Geom united(GEOSUnaryUnion_r(ctx, collection.get()), GeomDeleter{ctx});
-    if (!united) {
-        error = "GEOS cannot unite the outlines: " + context.Message();
-        return false;
-    }
-    // The union is a polygon, a multipolygon or (from made-valid lines and
-    // points) a collection: take its polygons.
-    std::vector<const GEOSGeometry*> found;
-    const int n = GEOSGetNumGeometries_r(ctx, united.get());
-    for (int i = 0; i < n; ++i) {
-        const GEOSGeometry* g = GEOSGetGeometryN_r(ctx, united.get(), i);
-        if (GEOSGeomTypeId_r(ctx, g) == GEOS_POLYGON) {
-            found.push_back(g);
-        } else if (GEOSGeomTypeId_r(ctx, g) == GEOS_MULTIPOLYGON) {
-            for (int j = 0; j < GEOSGetNumGeometries_r(ctx, g); ++j)
-                found.push_back(GEOSGetGeometryN_r(ctx, g, j));
-        }
-    }
-    for (const GEOSGeometry* g : found) {
-        Polygon polygon;
-        polygon.push_back(ReadRing(ctx, GEOSGetExteriorRing_r(ctx, g)));
-        if (polygon[0].size() < 3)
-            continue;
-        for (int h = 0; h < GEOSGetNumInteriorRings_r(ctx, g); ++h)
-            polygon.push_back(ReadRing(ctx, GEOSGetInteriorRingN_r(ctx, g, h)));
-        out.push_back(std::move(polygon));
-    }
-    LargestFirst(out);
-    return true;
 }
 
 } // namespace Kest

@@ -15,6 +15,7 @@
 #include "Ndf/eNdfPool.h"
 #include "Ndf/eNdfRecordsetTabular.h"
 #include "POIEngine/eDictionary.h"
+#include "POIEngine/eNdfIndexDistrict.h"
 #include "POIEngine/ePOIEngineManager.h"
 #include "Support/TempDir.h"
 
@@ -526,4 +527,41 @@ TEST_F(DataCompilerTest, PhonesAreNormalisedAndTheBadOnesReported)
 
     EXPECT_FALSE(Build(m_dir.Path("strict"), true));
     EXPECT_EQ("2 phones rejected; --strict makes that a failed build", m_error);
+}
+
+// A county in a hole of another, listed after it, and a lake (a hole no
+// county fills): the lookup answers as the polygons lie, holes included.
+TEST_F(DataCompilerTest, DistrictLookupRespectsHolesAndEnclaves)
+{
+    Write("districts.geojson", R"({"type":"FeatureCollection","features":[
+{"type":"Feature","properties":{"province":"北京市","city":"北京市","county":"东城区"},"geometry":{"type":"Polygon","coordinates":[
+  [[116,39],[117,39],[117,40],[116,40]],[[116.4,39.4],[116.6,39.4],[116.6,39.6],[116.4,39.6]],
+  [[116.1,39.1],[116.2,39.1],[116.2,39.2],[116.1,39.2]]]}},
+{"type":"Feature","properties":{"province":"北京市","city":"北京市","county":"西城区"},"geometry":{"type":"Polygon","coordinates":[[[116.4,39.4],[116.6,39.4],[116.6,39.6],[116.4,39.6]]]}}]}
+)");
+    const std::string out = m_dir.Path("out");
+    ASSERT_TRUE(Build(out)) << m_error;
+    const std::string dir = out + "/POI/";
+    const std::vector<unsigned char> header = TempDir::Read(dir + "101.ndf");
+    ASSERT_GE(header.size(), 12u);
+    Kest::ueglobal_addr_t root{};
+    std::int32_t count = 0;
+    std::memcpy(&root, header.data(), 8);
+    std::memcpy(&count, header.data() + 8, 4);
+    Kest::eNdfPool pool;
+    pool.SetDataPath(dir.c_str());
+    Kest::eNdfIndexDistrict index;
+    index.SetGID(root);
+    index.SetDepth(count);
+    index.SetDataPath(dir.c_str());
+    index.SetPool(&pool);
+    const struct {
+        double x, y;
+        unsigned int county; // 0: none
+    } cases[] = {{116.5, 39.5, 2}, {116.3, 39.7, 1}, {116.9, 39.05, 1}, {116.15, 39.15, 0}, {117.5, 39.5, 0}};
+    for (const auto& c : cases) {
+        unsigned int got = 99;
+        EXPECT_EQ(c.county != 0, index.Query(c.x, c.y, got) != 0) << c.x << "," << c.y;
+        EXPECT_EQ(c.county, got) << c.x << "," << c.y;
+    }
 }

@@ -3,8 +3,8 @@
 // counties, exactly on their borders, near the coast, far outside) must get
 // the county that straight loops over districts.geojson give: provinces,
 // cities and counties in the order of the file, a county's polygons largest
-// first, the first whose outer ring holds the point (border inside); holes
-// are not looked at.
+// first, the first whose outer ring holds the point (border inside). The
+// sample's counties have no holes (DataCompilerTest has a county with one).
 //
 // The index keeps boundaries on a grid of 1/1,024,000 degree by
 // 1/1,536,000 degree, so a vertex moves by up to half a step on each axis
