@@ -1,5 +1,9 @@
 #include "SearchCommand.h"
 
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
 #include "CommandArgs.h"
 #include "SearchKinds.h"
 #include "SearchRun.h"
@@ -38,6 +42,12 @@ std::string SearchCommand::Usage()
              "                    {\"name\",\"lon\",\"lat\",\"address\",\"code\"} per hit\n"
              "  -h, --help        show this text\n"
              "\n"
+             "batch: poi search [options] --batch FILE runs one search per line of FILE\n"
+             "('-': standard input), its words separated by tabs and put after the\n"
+             "options given on the command line; after each search's output and error\n"
+             "lines comes a line of the character 0x1E and its exit status. The exit\n"
+             "status of the batch is 0, or 2 when FILE cannot be read.\n"
+             "\n"
              "exit status: 0 searched (even with no hits), 1 the search failed or met a\n"
              "damaged file or page (named; no hits are printed then: see poi check),\n"
              "2 usage error\n";
@@ -52,6 +62,20 @@ int SearchCommand::Fail(int status, const std::string& message)
 
 int SearchCommand::Run(const std::vector<std::string>& args)
 {
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        if (args[i] == "--batch" || args[i].rfind("--batch=", 0) == 0) {
+            std::vector<std::string> common(args.begin(), args.begin() + i);
+            std::string file;
+            if (args[i] != "--batch")
+                file = args[i].substr(8);
+            else if (i + 1 < args.size())
+                file = args[++i];
+            else
+                return Fail(2, "option --batch needs a value (a file of searches, '-' for standard input)");
+            common.insert(common.end(), args.begin() + i + 1, args.end());
+            return RunBatch(file, common);
+        }
+    }
     // Parse with every kind's options, then refuse those the chosen kind
     // does not take.
     std::set<std::string> values = kCommonValues, flags = kCommonFlags;
@@ -84,6 +108,34 @@ int SearchCommand::Run(const std::vector<std::string>& args)
             return Fail(2, option + " does not apply to " + name + " (see poi search --help)");
     SearchRun run(m_out, m_err, parsed);
     return kind->run(run);
+}
+
+int SearchCommand::RunBatch(const std::string& file, const std::vector<std::string>& common)
+{
+    std::ifstream opened;
+    if (file != "-") {
+        opened.open(file);
+        if (!opened)
+            return Fail(2, "cannot read the batch file '" + file + "'");
+    }
+    std::istream& in = file == "-" ? std::cin : opened;
+    std::string line;
+    while (std::getline(in, line)) {
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        std::vector<std::string> args = common;
+        std::size_t start = 0;
+        for (std::size_t tab; (tab = line.find('\t', start)) != std::string::npos; start = tab + 1)
+            args.push_back(line.substr(start, tab - start));
+        args.push_back(line.substr(start));
+        // Each search writes into buffers of its own, so that its output
+        // and its errors stay together and in order.
+        std::ostringstream out, err;
+        const int status = SearchCommand(out, err).Run(args);
+        m_out << out.str() << err.str() << '\x1e' << status << '\n';
+    }
+    m_out.flush();
+    return 0;
 }
 
 } // namespace Kest

@@ -20,6 +20,9 @@ public:
 
 private:
     int Fail(int status, const std::string& message);
+    // `--batch FILE`: one search per line (tab-separated words after
+    // `common`), each followed by a line of 0x1E and its exit status.
+    int RunBatch(const std::string& file, const std::vector<std::string>& common);
 
     std::ostream& m_out;
     std::ostream& m_err;
