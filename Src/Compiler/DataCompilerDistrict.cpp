@@ -21,9 +21,14 @@ using Polygon = DistrictOutlines::Polygon;
 // (DistrictOutlines). A lookup decodes the whole region of every record
 // whose box holds the point, so small pieces keep it quick, and a page
 // (131072 bytes) holds any region of this size.
-constexpr std::size_t kMaxRegionPoints = 2000;
+constexpr std::size_t kMaxRegionPoints = 256;
 // The most cells on either axis of the tiling (see MakeTiling).
 constexpr int kMaxCellsPerAxis = 1024;
+// Cells on each side of an average county box.
+constexpr double kCellsPerCounty = 2.0;
+// Pages of about this size: a lookup reads one range of each level, so a
+// page that misses the pool costs a read of this size.
+constexpr std::uint32_t kDistrictPageSize = 4096;
 
 // A county's polygons (outer ring, then holes), largest first.
 std::vector<Polygon> CountyPolygons(const Gazetteer::County& county)
@@ -109,7 +114,7 @@ Tiling MakeTiling(const std::vector<std::vector<Polygon>>& counties)
     t.x0 = std::floor(x0 / step.cx) * step.cx;
     t.y0 = std::floor(y0 / step.cy) * step.cy;
     auto axis = [](double extent, double countySide, double unit, double& cell, int& blocks, int& cells) {
-        const double steps = std::max(1.0, std::ceil(countySide / 2 / unit));
+        const double steps = std::max(1.0, std::ceil(countySide / kCellsPerCounty / unit));
         const double total = std::max(1.0, std::ceil(extent / unit / steps));
         // At most kMaxCellsPerAxis cells on an axis: a few very large counties
         // make the cells larger, not the index.
@@ -192,22 +197,45 @@ bool DataCompiler::WriteDistrict(const std::string& dir)
             }
     }
 
-    DistrictIndexWriter writer;
-    DistrictIndexWriter::Range top;
+    // Blocks, and the cells of a block, go busiest first (most pieces, then
+    // row order): a lookup scans its range up to the first rectangle that
+    // holds the point, and busy places are where the points are. The
+    // rectangles do not overlap but at their sides, so the order changes
+    // an answer only for a point on a side shared with a county border.
+    DistrictIndexWriter writer(NdfFormat::kDistrictFileId, kDistrictPageSize);
+    struct Busy {
+        DistrictIndexWriter::Area area;
+        std::size_t pieces;
+    };
+    auto busiestFirst = [](std::vector<Busy>& list) {
+        std::stable_sort(list.begin(), list.end(), [](const Busy& a, const Busy& b) { return a.pieces > b.pieces; });
+        DistrictIndexWriter::Range range;
+        for (Busy& b : list)
+            range.push_back(std::move(b.area));
+        return range;
+    };
+    std::vector<Busy> blocks;
     for (int br = 0; br < t.blocksY; ++br)
         for (int bc = 0; bc < t.blocksX; ++bc) {
-            DistrictIndexWriter::Range block;
+            std::vector<Busy> blockCells;
+            std::size_t blockPieces = 0;
             for (int r = br * t.cellsY; r < (br + 1) * t.cellsY; ++r)
                 for (int c = bc * t.cellsX; c < (bc + 1) * t.cellsX; ++c) {
                     auto& pieces = cells[static_cast<std::size_t>(r) * static_cast<std::size_t>(columns) +
                                          static_cast<std::size_t>(c)];
-                    if (!pieces.empty())
-                        block.push_back(BoxArea(t.Cell(c, r), writer.AddRange(3, std::move(pieces))));
+                    if (pieces.empty())
+                        continue;
+                    const std::size_t n = pieces.size();
+                    blockPieces += n;
+                    blockCells.push_back({BoxArea(t.Cell(c, r), writer.AddRange(3, std::move(pieces))), n});
                 }
-            if (!block.empty())
-                top.push_back(BoxArea(t.Span(bc * t.cellsX, (bc + 1) * t.cellsX, br * t.cellsY, (br + 1) * t.cellsY),
-                                      writer.AddRange(2, std::move(block))));
+            if (!blockCells.empty())
+                blocks.push_back(
+                    {BoxArea(t.Span(bc * t.cellsX, (bc + 1) * t.cellsX, br * t.cellsY, (br + 1) * t.cellsY),
+                             writer.AddRange(2, busiestFirst(blockCells))),
+                     blockPieces});
         }
+    DistrictIndexWriter::Range top = busiestFirst(blocks);
     writer.AddRange(1, std::move(top));
     const std::string path = dir + std::to_string(NdfFormat::kDistrictFileId) + ".ndf";
     if (!writer.Write(path))
