@@ -209,6 +209,10 @@ protected:
                           eArray<eString>& keys);
     // Forgets the damage found before a new search (see GetLastDamage).
     void BeginSearch();
+    // The first character of each key of the result list, in the buffer the
+    // manager keeps until the next such search, followed by a zero byte when
+    // `endMark`; `count` gets their number. Null when it cannot be allocated.
+    char* CopyNextLetters(int& count, bool endMark);
     // A refinement's result: the record set over the kept hits, one each.
     void KeepHits(const eArray<ueglobal_addr_t>& kept);
     // Loads the category arrays unless both hold entries.

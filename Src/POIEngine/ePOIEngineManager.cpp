@@ -351,14 +351,22 @@ bool ePOIEngineManager::QueryByInitial(int nKeyCount, int nCity, const char* szK
     if (!CreateRecordsetTabular(hits, counts, m_pPool, next))
         return false;
 
-    nNextCount = m_pRecordset->GetKeyCount();
+    szNextLetters = CopyNextLetters(nNextCount, true);
+    return szNextLetters != nullptr;
+}
+
+char* ePOIEngineManager::CopyNextLetters(int& count, bool endMark)
+{
+    count = m_pRecordset->GetKeyCount();
     delete[] m_pNextLetters;
-    m_pNextLetters = new char[static_cast<std::size_t>(nNextCount) + 1];
-    for (int i = 0; i < nNextCount; ++i)
+    m_pNextLetters = new (std::nothrow) char[static_cast<std::size_t>(count) + (endMark ? 1 : 0)];
+    if (m_pNextLetters == nullptr)
+        return nullptr;
+    for (int i = 0; i < count; ++i)
         m_pNextLetters[i] = m_pRecordset->GetKey(i).Cstr()[0];
-    m_pNextLetters[nNextCount] = '\0';
-    szNextLetters = m_pNextLetters;
-    return true;
+    if (endMark)
+        m_pNextLetters[count] = '\0';
+    return m_pNextLetters;
 }
 
 bool ePOIEngineManager::QueryFromPreByInitial(const char* szText)

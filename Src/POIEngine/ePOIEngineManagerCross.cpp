@@ -83,14 +83,8 @@ bool ePOIEngineManager::QueryCrossRoadByPY(int nMode, int nFileNo, const char* s
     if (!CreateRecordsetTabular(hits, counts, m_pPool, next))
         return false;
 
-    nNextCount = m_pRecordset->GetKeyCount();
-    delete[] m_pNextLetters;
-    m_pNextLetters = new char[static_cast<std::size_t>(nNextCount) + 1];
-    for (int i = 0; i < nNextCount; ++i)
-        m_pNextLetters[i] = m_pRecordset->GetKey(i).Cstr()[0];
-    m_pNextLetters[nNextCount] = '\0';
-    szNextLetters = m_pNextLetters;
-    return true;
+    szNextLetters = CopyNextLetters(nNextCount, true);
+    return szNextLetters != nullptr;
 }
 
 bool ePOIEngineManager::QueryCrossRoadByText(int nMode, int nFileNo, const char* szFirst, const char* szSecond,

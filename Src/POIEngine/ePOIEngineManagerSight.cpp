@@ -106,19 +106,10 @@ bool ePOIEngineManager::QuerySetByPY(eNdfIndex*& reader, bool sight, const char*
     if (m_pRecordset == nullptr)
         return false;
 
-    nextCount = m_pRecordset->GetKeyCount();
-    delete[] m_pNextLetters;
     // The sight buffer ends with a zero byte; the place-name buffer, like
     // the telephone search's, holds exactly nextCount bytes and no end mark.
-    m_pNextLetters = new (std::nothrow) char[static_cast<std::size_t>(nextCount) + (sight ? 1 : 0)];
-    if (m_pNextLetters == nullptr)
-        return false;
-    for (int i = 0; i < nextCount; ++i)
-        m_pNextLetters[i] = m_pRecordset->GetKey(i).Cstr()[0];
-    if (sight)
-        m_pNextLetters[nextCount] = '\0';
-    nextChars = m_pNextLetters;
-    return true;
+    nextChars = CopyNextLetters(nextCount, sight);
+    return nextChars != nullptr;
 }
 
 bool ePOIEngineManager::QuerySetByText(eNdfIndex*& reader, bool sight, const char* text)

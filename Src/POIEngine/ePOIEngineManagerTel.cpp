@@ -61,15 +61,8 @@ bool ePOIEngineManager::QueryByTelephone(const char* number, char*& nextDigits, 
         return false;
 
     // Exactly one byte per digit and no terminator: the count is the length.
-    nextDigitCount = m_pRecordset->GetKeyCount();
-    delete[] m_pNextLetters;
-    m_pNextLetters = new (std::nothrow) char[static_cast<std::size_t>(nextDigitCount)];
-    if (m_pNextLetters == nullptr)
-        return false;
-    for (int i = 0; i < nextDigitCount; ++i)
-        m_pNextLetters[i] = m_pRecordset->GetKey(i).Cstr()[0];
-    nextDigits = m_pNextLetters;
-    return true;
+    nextDigits = CopyNextLetters(nextDigitCount, false);
+    return nextDigits != nullptr;
 }
 
 } // namespace Kest
