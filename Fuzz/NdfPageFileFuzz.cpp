@@ -87,6 +87,23 @@ void Walk(eNdfPool& pool, std::uint32_t page, std::uint16_t element, std::uint32
     rs.MoveTo(static_cast<int>(count / 2));
     rs.MoveTo(static_cast<int>(count) - 1);
     rs.GetFieldValue(0, text);
+
+    // Single records around the run, walked in page order.
+    eArray<ueaddr_t> pids;
+    eArray<unsigned short> eids;
+    eArray<unsigned int> ones;
+    for (std::uint32_t i = 0; i < 8; ++i) {
+        pids.Add(ueaddr_t{page + (i * 5) % 3, kFile});
+        eids.Add(static_cast<unsigned short>(element + i * 3));
+        ones.Add(1);
+    }
+    rs.SetPIDs(pids);
+    rs.SetEIDs(eids);
+    rs.SetEIDCounts(ones);
+    rs.VisitInPageOrder([&](int id) {
+        rs.GetFieldValue(id % 4, text);
+        rs.GetGID();
+    });
 }
 
 } // namespace

@@ -323,6 +323,8 @@ def run_batch(poi, data, queries):
             if "\t" in w or "\n" in w:
                 raise ValueError("a word of a query holds a tab or a line break: %r" % (q,))
     text = "".join("\t".join(q) + "\n" for q in queries)
+    if os.path.sep not in poi and os.path.exists(poi):
+        poi = os.path.abspath(poi)  # a file here, not a command on the PATH
     proc = subprocess.run([poi, "search", "--data", data, "--json", "--batch", "-"], input=text.encode("utf-8"),
                           stdout=subprocess.PIPE, check=False)
     if proc.returncode != 0:

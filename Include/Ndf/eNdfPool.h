@@ -17,12 +17,16 @@ namespace Kest {
 
 // The page pool: reads pages of the page files "<data path>N.ndf" and keeps a
 // least-recently-used cache of whole pages within a byte budget, with the
-// file handles open. Every page is checked when it is loaded (checksum, its
-// own number and size, its record structure); a page that fails is never
-// handed out.
+// file handles open. Every page is checked the first time it is loaded from
+// an open file (checksum, its own number and size, its record structure); a
+// page that fails is never handed out. A page that passed is marked (a bit a
+// page) and not checked again while the file stays open: the files of a data
+// directory are written once and replaced whole, and an open handle keeps the
+// bytes it was opened on.
 //
 // Memory: the cached pages never take more than the budget plus one page;
-// beside them the pool keeps each open file's page table (12 bytes a page).
+// beside them the pool keeps each open file's page table (12 bytes a page)
+// and its marks.
 // A page still held by a record set (see PinPage) is never evicted; when the
 // held pages leave no room, a newly loaded page goes to its holder alone and
 // is not cached.
@@ -80,6 +84,7 @@ private:
         std::uint32_t pageCount = 0;
         std::uint64_t tableOffset = 0;
         std::vector<unsigned char> table; // the page table, as in the file
+        std::vector<bool> proven;         // pages that passed their check
     };
     struct Entry {
         std::uint64_t key;

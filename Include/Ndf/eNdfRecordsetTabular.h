@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <vector>
 
@@ -30,6 +31,7 @@ public:
 
     // The pool the pages come from (not owned). Resets the position.
     void SetPool(eNdfPool* pool);
+    eNdfPool* GetPool() const { return m_pPool; }
 
     // The three parallel lists; the runs are as many as the shortest list.
     // Setting a list resets the position; appending keeps it.
@@ -59,6 +61,16 @@ public:
     int GetID() const { return m_nPos < 0 ? -1 : static_cast<int>(m_nPos); }
     // The number of records of all runs (capped at the largest int).
     int GetRecordCount() const;
+
+    // Positions the record set on every record in turn, in the order the
+    // records lie in their files (file, page, element) rather than by
+    // number, and calls `visit` with the record's number: a walk over many
+    // scattered records then reads each page once. Only for lists of
+    // single-record runs (where a record lies is known without its page);
+    // false, having visited nothing, for any other list, and false when a
+    // record cannot be read (the walk stops there). The position is at the
+    // end afterwards.
+    bool VisitInPageOrder(const std::function<void(int id)>& visit);
 
     // Points `value` at the current record's field and returns its length;
     // 0 (and null) when the field is absent or there is no current record.

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <cstdint>
+#include <utility>
+#include <vector>
+
 #include "Base/KestExport.h"
 #include "Base/eArray.h"
 #include "Base/eString.h"
@@ -56,6 +60,8 @@ private:
     eArray<int> m_arHitPos;
     eArray<int> m_arHitFlag;
     eArray<int> m_arHitLen;
+    // The hits of the earlier words by address, reused by every query.
+    std::vector<std::pair<std::uint64_t, int>> m_byAddr;
     int m_nWordCount = 0;
     bool m_bLoose = false;
 };

@@ -131,6 +131,7 @@ eNdfPool::File* eNdfPool::OpenFile(std::uint16_t id)
         return nullptr;
     }
     file.fp = fp;
+    file.proven.assign(file.pageCount, false);
     return &m_files.emplace(id, file).first->second;
 }
 
@@ -153,6 +154,8 @@ eNdfPool::PageRef eNdfPool::Load(const ueaddr_t& page)
         NoteDamage(page.nFile, "page", page.nPage);
         return nullptr;
     }
+    if (file->proven[page.nPage])
+        return bytes;
     // The checksum proves the bytes; the page's number and size prove that
     // the table pointed at the right page.
     if (Get32(p + kPageCrcOffset) != eCrc32::Compute(p + 4, size - 4) ||
@@ -160,6 +163,7 @@ eNdfPool::PageRef eNdfPool::Load(const ueaddr_t& page)
         NoteDamage(page.nFile, "page", page.nPage);
         return nullptr;
     }
+    file->proven[page.nPage] = true;
     return bytes;
 }
 

@@ -129,6 +129,35 @@ int eNdfRecordsetTabular::GetRecordCount() const
     return total > static_cast<std::uint64_t>(INT_MAX) ? INT_MAX : static_cast<int>(total);
 }
 
+bool eNdfRecordsetTabular::VisitInPageOrder(const std::function<void(int id)>& visit)
+{
+    Prepare();
+    const std::size_t runs = m_runStart.size() - 1;
+    const unsigned int* counts = m_arEIDCounts.GetData();
+    if (runs > static_cast<std::size_t>(INT_MAX) ||
+        std::any_of(counts, counts + runs, [](unsigned int n) { return n != 1; })) {
+        Release();
+        return false; // a run of several records, or of none
+    }
+    const int count = static_cast<int>(runs);
+    // Where record i lies, as one sortable number: file, page, element.
+    const ueaddr_t* pids = m_arPIDs.GetData();
+    const unsigned short* eids = m_arEIDs.GetData();
+    std::vector<std::pair<std::uint64_t, int>> order(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i)
+        order[static_cast<std::size_t>(i)] = {(std::uint64_t(pids[i].nFile) << 48) |
+                                                  (std::uint64_t(pids[i].nPage) << 16) | eids[i],
+                                              i};
+    std::sort(order.begin(), order.end());
+    for (const auto& entry : order) {
+        if (!Locate(entry.second))
+            return false;
+        visit(entry.second);
+    }
+    Release();
+    return true;
+}
+
 bool eNdfRecordsetTabular::MoveFirst()
 {
     return Locate(0);

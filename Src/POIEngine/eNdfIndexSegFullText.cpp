@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <numeric>
-#include <unordered_map>
 #include <vector>
 
 #include "Ndf/NdfBytes.h"
@@ -195,11 +194,17 @@ unsigned char eNdfIndexSegFullText::DoQuery(const eString& word, int slot, int i
 
     const int n = m_arHitGids.GetSize();
     const int length = word.GetLength();
-    // The first n hits by address, each list ascending, so that the hits of
-    // one posting are visited in list order as a plain scan would.
-    std::unordered_map<std::uint64_t, std::vector<int>> byAddr;
+    // The first n hits by address (then by number), so that the hits of one
+    // posting are visited in list order as a plain scan would. The array is
+    // kept from query to query.
+    std::vector<std::pair<std::uint64_t, int>>& byAddr = m_byAddr;
+    byAddr.resize(static_cast<std::size_t>(n));
     for (int i = 0; i < n; ++i)
-        byAddr[AddrKey(m_arHitGids[i])].push_back(i);
+        byAddr[static_cast<std::size_t>(i)] = {AddrKey(m_arHitGids[i]), i};
+    std::sort(byAddr.begin(), byAddr.end());
+    // With loose matching a posting only marks hits: once every one of the
+    // n hits is marked, the rest of the list changes nothing.
+    int marked = 0;
 
     eNdfRecordsetTabular rs;
     rs.SetRun(m_pPool, postings, postingCount);
@@ -217,11 +222,12 @@ unsigned char eNdfIndexSegFullText::DoQuery(const eString& word, int slot, int i
             m_arHitLen.Add(length);
             continue;
         }
-        const auto found = byAddr.find(AddrKey(addr));
-        if (found == byAddr.end())
-            continue;
-        for (int i : found->second) {
+        const std::uint64_t addrKey = AddrKey(addr);
+        auto at = std::lower_bound(byAddr.begin(), byAddr.end(), std::make_pair(addrKey, 0));
+        for (; at != byAddr.end() && at->first == addrKey; ++at) {
+            const int i = at->second;
             if (m_bLoose) {
+                marked += m_arHitFlag[i] == 0 ? 1 : 0;
                 m_arHitFlag[i] = 1;
             } else if (pos == m_arHitPos[i] + m_arHitLen[i]) {
                 m_arHitPos[i] = pos;
@@ -229,6 +235,8 @@ unsigned char eNdfIndexSegFullText::DoQuery(const eString& word, int slot, int i
                 m_arHitFlag[i] = 1;
             }
         }
+        if (m_bLoose && marked == n)
+            break;
     }
     ++m_nWordCount;
     // Of the first n hits the marked ones stay (unmarked again) and the others

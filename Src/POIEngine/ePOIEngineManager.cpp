@@ -3,8 +3,10 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <new>
+#include <vector>
 
 #include "Base/ContainerType.h"
 #include "Ndf/NdfBytes.h"
@@ -369,6 +371,47 @@ char* ePOIEngineManager::CopyNextLetters(int& count, bool endMark)
     return m_pNextLetters;
 }
 
+// ---- Refinement ----
+
+namespace {
+
+// The hits of `rs` whose names pass `keep`, in the record set's order. The
+// names are read page by page (each page of the store once), which gives the
+// same hits as reading them by number; when that walk cannot be taken (runs
+// of several records) or meets a record it cannot read, they are read by
+// number, stopping at the first unreadable one, and the damage the pool
+// reports is the one that walk meets.
+eArray<ueglobal_addr_t> RefineHits(eNdfRecordsetTabular& rs, const std::function<bool(const eString&)>& keep)
+{
+    eArray<ueglobal_addr_t> kept;
+    eNdfPool* pool = rs.GetPool();
+    const bool clean = pool == nullptr || pool->GetDamage().IsEmpty();
+    std::vector<char> passed(static_cast<std::size_t>(rs.GetRecordCount()), 0);
+    std::vector<ueglobal_addr_t> gids(passed.size());
+    eString name;
+    const bool walked = rs.VisitInPageOrder([&](int id) {
+        rs.GetFieldValue(kColName, name);
+        passed[static_cast<std::size_t>(id)] = keep(name) ? 1 : 0;
+        gids[static_cast<std::size_t>(id)] = rs.GetGID();
+    });
+    if (walked) {
+        for (std::size_t i = 0; i < passed.size(); ++i)
+            if (passed[i] != 0)
+                kept.Add(gids[i]);
+        return kept;
+    }
+    if (clean && pool != nullptr)
+        pool->ClearDamage();
+    for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext()) {
+        rs.GetFieldValue(kColName, name);
+        if (keep(name))
+            kept.Add(rs.GetGID());
+    }
+    return kept;
+}
+
+} // namespace
+
 bool ePOIEngineManager::QueryFromPreByInitial(const char* szText)
 {
     if (m_pRecordset == nullptr)
@@ -384,17 +427,10 @@ bool ePOIEngineManager::QueryFromPreByInitial(const char* szText)
 
     // A record is kept when its name's initials begin with the typed text,
     // compared as bytes: a typed Chinese character never matches.
-    eArray<ueglobal_addr_t> kept;
-    for (m_pRecordset->MoveFirst(); !m_pRecordset->IsEOF(); m_pRecordset->MoveNext()) {
-        eString name;
-        m_pRecordset->GetFieldValue(kColName, name);
+    KeepHits(RefineHits(*m_pRecordset, [&](const eString& name) {
         std::unique_ptr<char[]> initials(GetPYInitials(name.Cstr()));
-        if (initials[0] == '\0')
-            continue;
-        if (std::strncmp(initials.get(), upper.Cstr(), length) == 0)
-            kept.Add(m_pRecordset->GetGID());
-    }
-    KeepHits(kept);
+        return initials[0] != '\0' && std::strncmp(initials.get(), upper.Cstr(), length) == 0;
+    }));
     return true;
 }
 
@@ -492,19 +528,14 @@ bool ePOIEngineManager::QueryFromPreByFullText(const char* szText)
 
     // A word counts only where it is first found, and only at an even byte
     // position (a match that straddles two characters is refused).
-    eArray<ueglobal_addr_t> kept;
-    for (m_pRecordset->MoveFirst(); !m_pRecordset->IsEOF(); m_pRecordset->MoveNext()) {
-        eString name;
-        m_pRecordset->GetFieldValue(kColName, name);
+    KeepHits(RefineHits(*m_pRecordset, [&](const eString& name) {
         bool all = true;
         for (int i = 0; i < words.GetSize() && all; ++i) {
             const int at = name.Find(words[i].Cstr());
             all = at >= 0 && at % 2 == 0;
         }
-        if (all)
-            kept.Add(m_pRecordset->GetGID());
-    }
-    KeepHits(kept);
+        return all;
+    }));
     return true;
 }
 

@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <fstream>
+
+#include "Base/NdfFormat.h"
+#include "Ndf/NdfBytes.h"
 
 #include "Support/NdfFiles.h"
 
@@ -21,7 +25,49 @@ std::vector<ueglobal_addr_t> WritePages(const TempDir& dir, std::uint16_t file, 
     return WriteRuns(dir, file, 1024, runs, true);
 }
 
+// Flips one byte in the middle of page `page` of the file, in place.
+void FlipInPage(const std::string& path, std::uint32_t page)
+{
+    std::fstream f(path, std::ios::in | std::ios::out | std::ios::binary);
+    unsigned char head[NdfFormat::kFileHeaderSize], entry[NdfFormat::kTableEntrySize];
+    f.read(reinterpret_cast<char*>(head), sizeof head);
+    f.seekg(static_cast<std::streamoff>(NdfBytes::Get64(head + NdfFormat::kFileTableOffsetOffset) +
+                                        page * NdfFormat::kTableEntrySize));
+    f.read(reinterpret_cast<char*>(entry), sizeof entry);
+    const auto at = static_cast<std::streamoff>(NdfBytes::Get64(entry) + 500);
+    char c = 0;
+    f.seekg(at);
+    f.get(c);
+    f.seekp(at);
+    f.put(static_cast<char>(c ^ 0x20));
+}
+
 } // namespace
+
+// A page is checked the first time an open file gives it, not on every
+// load: with no cache every read is a load. A damaged page is refused on
+// every load; opening the files again checks every page again.
+TEST(eNdfPool, ChecksEachPageOncePerOpenFileAndNeverPassesADamagedOne)
+{
+    TempDir dir;
+    const auto addrs = WritePages(dir, 6, 4);
+    eNdfPool pool;
+    pool.SetSize(0);
+    pool.SetDataPath(DataDir(dir).c_str());
+    FlipInPage(NdfFile(dir, 6), 1);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(0, pool.GetPageSize(addrs[1].page)) << "round " << round;
+        EXPECT_EQ(eString("6.ndf page 1"), pool.GetDamage());
+        pool.ClearDamage();
+    }
+    ASSERT_GT(pool.GetPageSize(addrs[2].page), 0);
+    FlipInPage(NdfFile(dir, 6), 2); // after its check: this open file trusts it
+    EXPECT_GT(pool.GetPageSize(addrs[2].page), 0);
+    pool.SetDataPath("/nonexistent/");
+    pool.SetDataPath(DataDir(dir).c_str());
+    EXPECT_EQ(0, pool.GetPageSize(addrs[2].page)) << "reopened: checked again";
+    EXPECT_GT(pool.GetPageSize(addrs[3].page), 0);
+}
 
 TEST(eNdfPool, EvictsTheLeastRecentlyUsedPagesWithinItsBudget)
 {

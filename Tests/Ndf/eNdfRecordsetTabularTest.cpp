@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <random>
 
@@ -152,4 +153,43 @@ TEST_F(NdfRecordsetTest, RunsThatLeadNowhereFailWithoutReading)
     EXPECT_FALSE(orphan.MoveFirst());
     unsigned char* value = nullptr;
     EXPECT_EQ(0, orphan.GetFieldValue(0, value));
+}
+
+// The walk in page order meets every record of a list of single records
+// once, positioned as MoveTo would position it, each page's records together;
+// lists it cannot walk so (a longer run, an unreadable record) answer false.
+TEST_F(NdfRecordsetTest, VisitsSingleRecordsInPageOrderEachAsMoveToFindsIt)
+{
+    Runs runs;
+    SetRuns(m_rs, {{m_run, kRun}});
+    for (int i = 0; i < kRun; i += 7) {
+        ASSERT_TRUE(m_rs.MoveTo(i));
+        runs.push_back({m_rs.GetGID(), 1});
+    }
+    std::shuffle(runs.begin(), runs.end(), std::mt19937(5));
+    runs.push_back(runs[3]); // a record listed twice is visited twice
+    SetRuns(m_rs, runs);
+    std::vector<int> seen(runs.size(), 0), byNumber(runs.size());
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        ASSERT_TRUE(m_rs.MoveTo(static_cast<int>(i)));
+        byNumber[i] = Number();
+    }
+    std::uint64_t last = 0;
+    ASSERT_TRUE(m_rs.VisitInPageOrder([&](int id) {
+        ++seen[static_cast<std::size_t>(id)];
+        EXPECT_EQ(byNumber[static_cast<std::size_t>(id)], Number());
+        const ueglobal_addr_t at = m_rs.GetGID();
+        const std::uint64_t place = (std::uint64_t(at.page.nPage) << 16) | at.nElement;
+        EXPECT_LE(last, place);
+        last = place;
+    }));
+    EXPECT_EQ(std::vector<int>(runs.size(), 1), seen);
+    EXPECT_TRUE(m_rs.IsEOF());
+
+    int visits = 0;
+    SetRuns(m_rs, {{m_single[0], 1}, {m_run, 2}});
+    EXPECT_FALSE(m_rs.VisitInPageOrder([&](int) { ++visits; }));
+    SetRuns(m_rs, {{m_single[0], 1}, {MakeGlobalAddr(kFile, 0xFFFFFF, 0), 1}});
+    EXPECT_FALSE(m_rs.VisitInPageOrder([&](int) { ++visits; }));
+    EXPECT_LE(visits, 1);
 }
