@@ -1,13 +1,10 @@
 #include "Ndf/eNdfPool.h"
 
-#if defined(__unix__) || defined(__APPLE__)
-#include <unistd.h>
-#endif
-
 #include <climits>
 #include <cstring>
 
 #include "Base/NdfFormat.h"
+#include "Base/ReadAt.h"
 #include "Base/eCrc32.h"
 #include "Ndf/NdfBytes.h"
 #include "Ndf/eNdfPageReader.h"
@@ -18,33 +15,6 @@ using namespace NdfFormat;
 using NdfBytes::Get16;
 using NdfBytes::Get32;
 using NdfBytes::Get64;
-
-namespace {
-
-// One positioned read. Where the system offers pread it is one call that
-// leaves the stream's buffer alone; otherwise a seek and a read.
-bool ReadAt(std::FILE* fp, std::uint64_t offset, unsigned char* buffer, std::size_t size)
-{
-    if (offset > static_cast<std::uint64_t>(LONG_MAX))
-        return false;
-#if defined(__unix__) || defined(__APPLE__)
-    const int fd = fileno(fp);
-    std::size_t done = 0;
-    while (done < size) {
-        const ssize_t n = pread(fd, buffer + done, size - done, static_cast<off_t>(offset + done));
-        if (n <= 0)
-            return false;
-        done += static_cast<std::size_t>(n);
-    }
-    return true;
-#else
-    if (std::fseek(fp, static_cast<long>(offset), SEEK_SET) != 0)
-        return false;
-    return std::fread(buffer, 1, size, fp) == size;
-#endif
-}
-
-} // namespace
 
 eNdfPool::eNdfPool() = default;
 
