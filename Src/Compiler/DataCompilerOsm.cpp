@@ -15,6 +15,7 @@
 #include "Compiler/GbkCodec.h"
 #include "Compiler/OsmCategories.h"
 #include "Compiler/OsmReader.h"
+#include "Compiler/PhoneNumbers.h"
 #include "Compiler/SimplifiedChinese.h"
 #include "Compiler/SourceText.h"
 
@@ -99,7 +100,9 @@ bool DataCompiler::ReadOsm(std::vector<SourceRow>& sights, std::vector<SourceRow
             const std::string what = path + ": " + (o.type == 'n' ? "node " : "way ") + std::to_string(o.id) + ": ";
             SourceRow row;
             std::string why;
-            if (!GbkCodec::ToGbk(o.name, row.name, &why)) {
+            // A conversion may give a character GBK lacks where the name as
+            // written has one it holds: the written name is taken then.
+            if (!GbkCodec::ToGbk(o.name, row.name, &why) && (o.written.empty() || !GbkCodec::ToGbk(o.written, row.name))) {
                 m_report << what << "name " << SourceText::Quote(o.name) << ": " << why << '\n';
                 ++summary.counts.rejected;
                 continue;
@@ -122,7 +125,13 @@ bool DataCompiler::ReadOsm(std::vector<SourceRow>& sights, std::vector<SourceRow
             row.lon = static_cast<std::uint32_t>(std::llround(o.lon * 1e6));
             row.lat = static_cast<std::uint32_t>(std::llround(o.lat * 1e6));
             row.category = o.code;
-            row.phone = o.phone;
+            // Each number is checked here, so that one the telephone index
+            // cannot take is reported against its object.
+            std::vector<std::string> badPhones;
+            for (const std::string& digits : PhoneNumbers::Split(o.phone, badPhones))
+                row.phone += (row.phone.empty() ? "" : ";") + digits;
+            for (const std::string& reason : badPhones)
+                m_report << what << reason << '\n';
             row.line = i + 1;
             ++summary.counts.accepted;
             switch (o.kind) {

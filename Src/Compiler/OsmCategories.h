@@ -29,10 +29,12 @@ public:
     // False, with `error` ("line N: reason"), for a line that is not a rule.
     bool Parse(const std::string& text, std::string& error);
 
-    // The first rule matching one of the (key, value) tags; `node` false
-    // leaves place rules out (place names are nodes only).
+    // The first rule matching one of the (key, value) tags: among the place
+    // rules when `place` is set (for nodes only: place names are nodes),
+    // else among the others. A node may so be a place name and a POI or
+    // sight at once.
     template <typename Tags>
-    Match Classify(const Tags& tags, bool node) const
+    Match Classify(const Tags& tags, bool place) const
     {
         Match best;
         for (const auto& tag : tags) {
@@ -41,7 +43,7 @@ public:
                 continue;
             for (std::size_t r : it->second) {
                 const Rule& rule = m_rules[r];
-                if ((best.rule && rule.line >= best.rule->line) || (!node && rule.kind == Kind::Place))
+                if ((best.rule && rule.line >= best.rule->line) || place != (rule.kind == Kind::Place))
                     continue;
                 if (rule.value == "*" || rule.value == tag.value())
                     best.rule = &rule;

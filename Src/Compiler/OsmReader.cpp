@@ -40,7 +40,7 @@ OsmReader::OsmReader(const OsmCategories& table, const SimplifiedChinese* simpli
 }
 
 template <typename Tags>
-std::string OsmReader::Name(const Tags& tags) const
+std::string OsmReader::Name(const Tags& tags, std::string* written) const
 {
     if (const char* hans = tags.get_value_by_key("name:zh-Hans"); hans && *hans)
         return hans;
@@ -49,13 +49,20 @@ std::string OsmReader::Name(const Tags& tags) const
         name = tags.get_value_by_key("name");
     if (!name || !*name)
         return std::string();
-    return m_simplified ? m_simplified->Convert(name) : std::string(name);
+    std::string simplified = m_simplified ? m_simplified->Convert(name) : std::string(name);
+    if (written && simplified != name)
+        *written = name;
+    return simplified;
 }
 
 std::string OsmReader::PhoneNormalise(const std::string& tag)
 {
     std::string out, part;
     const auto flush = [&]() {
+        // An extension ("ext 12", "转12") is not dialled as part of the number.
+        for (const char* extension : {"ext", "EXT", "Ext", "x", "\xE8\xBD\xAC" /* 转 */})
+            if (const std::size_t at = part.find(extension); at != std::string::npos && at > 0)
+                part.erase(at);
         if (part.compare(0, 3, "+86") == 0 || part.compare(0, 4, "0086") == 0) {
             part.erase(0, part[0] == '+' ? 3 : 4);
             const bool mobile = part.size() == 11 && part[0] == '1';
@@ -94,11 +101,11 @@ bool OsmReader::Read(const std::string& path, std::vector<OsmObject>& out, std::
         stopped = !m_progress(start + 0.5 * std::min(1.0, static_cast<double>(reader.offset()) / size));
         return !stopped;
     };
-    const auto take = [&](const osmium::OSMObject& object, bool node, OsmObject& o) {
-        const OsmCategories::Match match = m_table.Classify(object.tags(), node);
+    const auto take = [&](const osmium::OSMObject& object, bool node, bool place, OsmObject& o) {
+        const OsmCategories::Match match = m_table.Classify(object.tags(), place);
         if (!match.rule)
             return false;
-        o.name = Name(object.tags());
+        o.name = Name(object.tags(), &o.written);
         if (o.name.empty())
             return false;
         o.kind = KindOf(match.rule->kind);
@@ -130,7 +137,7 @@ bool OsmReader::Read(const std::string& path, std::vector<OsmObject>& out, std::
                         }
                     }
                     PendingWay pending;
-                    if (list.size() >= 4 && list.is_closed() && take(way, false, pending.object)) {
+                    if (list.size() >= 4 && list.is_closed() && take(way, false, false, pending.object)) {
                         pending.firstRef = wayRefs.size();
                         pending.refCount = list.size() - 1; // the first node closes the ring again
                         for (std::size_t i = 0; i + 1 < list.size(); ++i)
@@ -162,11 +169,15 @@ bool OsmReader::Read(const std::string& path, std::vector<OsmObject>& out, std::
                 const auto it = std::lower_bound(needed.begin(), needed.end(), node.id());
                 if (it != needed.end() && *it == node.id())
                     locations[static_cast<std::size_t>(it - needed.begin())] = at;
-                OsmObject o;
-                if (!node.tags().empty() && take(node, true, o)) {
-                    o.lon = at.lon();
-                    o.lat = at.lat();
-                    nodes.push_back(std::move(o));
+                if (node.tags().empty())
+                    continue;
+                for (bool place : {false, true}) {
+                    OsmObject o;
+                    if (take(node, true, place, o)) {
+                        o.lon = at.lon();
+                        o.lat = at.lat();
+                        nodes.push_back(std::move(o));
+                    }
                 }
             }
             if (!progress(reader, 0.5))

@@ -17,6 +17,7 @@ struct OsmObject {
     enum class Kind { Poi, Sight, Place, Crossroad };
     Kind kind = Kind::Poi;
     std::string name;       // UTF-8, Simplified where a converter is given
+    std::string written;    // the name as the file has it, when converted
     std::string phone;      // PhoneNormalise'd, numbers joined by ';'
     std::uint32_t code = 0; // category code (0 for crossroads)
     bool wildcard = false;  // the code came from a KEY=* rule
@@ -57,12 +58,14 @@ public:
     // A phone tag as the telephone index takes it: numbers separated by ';',
     // ',' or '/'; spaces, '-', '.', '(' and ')' dropped; the Chinese country
     // code ("+86", "0086") replaced by the trunk prefix 0 except before an
-    // 11-digit mobile number; another "+" country code written "00".
+    // 11-digit mobile number; another "+" country code written "00"; an
+    // extension after "ext", "x" or "转" dropped.
     static std::string PhoneNormalise(const std::string& tag);
 
 private:
+    // The name of an object; `written` gets the tag's text when it was converted.
     template <typename Tags>
-    std::string Name(const Tags& tags) const;
+    std::string Name(const Tags& tags, std::string* written = nullptr) const;
 
     const OsmCategories& m_table;
     const SimplifiedChinese* m_simplified;
