@@ -43,6 +43,10 @@ namespace Kest {
 //                                n the full-text index <300+n>.ndf and the
 //                                pinyin-initial index <400+n>.ndf (first form)
 //
+// OpenStreetMap files (*.osm.pbf, *.osm, *.osm.bz2 in SRC, or Options::osm)
+// add POIs, sights, place names and crossroads to the same rows
+// (DataCompilerOsm.cpp); the CSV files are then optional.
+//
 // Rejected rows go to the report stream as "file:line: reason"; the build
 // goes on without them unless `strict` is set. Everything is written into a
 // staging directory next to OUT that replaces OUT only when the build

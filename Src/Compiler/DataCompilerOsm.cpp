@@ -41,10 +41,14 @@ bool IsOsmFile(const std::string& name)
 std::vector<std::string> DataCompiler::OsmInputs() const
 {
     std::vector<std::string> files = m_options.osm;
-    std::set<std::string> found;
+    std::set<fs::path> given; // a file given by --osm and lying in SRC is read once
     std::error_code ec;
+    for (const std::string& file : files)
+        given.insert(fs::weakly_canonical(file, ec));
+    std::set<std::string> found;
     for (fs::directory_iterator it(m_options.source, ec), end; !ec && it != end; it.increment(ec))
-        if (IsOsmFile(it->path().filename().string()) && it->is_regular_file(ec))
+        if (IsOsmFile(it->path().filename().string()) && it->is_regular_file(ec) &&
+            given.count(fs::weakly_canonical(it->path(), ec)) == 0)
             found.insert(it->path().string());
     files.insert(files.end(), found.begin(), found.end());
     return files;
