@@ -5,6 +5,8 @@
 set -euo pipefail
 
 packages=(g++ make cmake libgtest-dev libgmock-dev nlohmann-json3-dev libgeos-dev)
+# OpenStreetMap input: libosmium and the libraries it reads with; OpenCC.
+packages+=(libosmium2-dev libprotozero-dev zlib1g-dev libexpat1-dev libbz2-dev libopencc-dev)
 # The install checks: pkg-config, and what cpack needs for the Debian package.
 packages+=(pkgconf dpkg-dev file)
 # Extra packages a target needs can be passed as arguments.

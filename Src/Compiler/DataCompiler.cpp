@@ -16,6 +16,7 @@
 #include "Base/NdfFormat.h"
 #include "Compiler/AdminIndexWriter.h"
 #include "Compiler/CoreDictWriter.h"
+#include "Compiler/CountyLocator.h"
 #include "Compiler/GbkCodec.h"
 #include "Compiler/Initial2IndexWriter.h"
 #include "Compiler/PoiStoreWriter.h"
@@ -118,6 +119,7 @@ bool DataCompiler::Run()
     m_crossroads.clear();
     m_words.clear();
     m_poiAddrs.clear();
+    m_sightRows = 0;
     if (!ReadSources())
         return false;
     if (m_options.strict && m_summary.Rejected() > 0)
@@ -143,9 +145,11 @@ bool DataCompiler::Run()
 bool DataCompiler::ReadSources()
 {
     std::string missing;
+    const bool osm = !OsmInputs().empty();
     for (const std::string& name : SourceFiles()) {
         std::error_code ec;
-        if (!fs::is_regular_file(SourcePath(name), ec))
+        const bool csv = name.size() > 4 && name.compare(name.size() - 4, 4, ".csv") == 0;
+        if (!(osm && csv) && !fs::is_regular_file(SourcePath(name), ec))
             missing += (missing.empty() ? "" : ", ") + SourcePath(name);
     }
     if (!fs::is_directory(m_options.source))
@@ -166,10 +170,17 @@ bool DataCompiler::ReadSources()
         return Fail(SourcePath(kCategories) + ":" + (line ? std::to_string(line) + ":" : "") + " " + error);
     m_summary.categories = m_categories.GetLeafCount();
 
-    return ReadCsv(kPois, SourceFileReader::Kind::Poi, m_pois) &&
-           ReadCsv(kSights, SourceFileReader::Kind::Poi, m_others) &&
-           ReadCsv(kPlaceNames, SourceFileReader::Kind::Poi, m_others) &&
-           ReadCsv(kCrossroads, SourceFileReader::Kind::Crossroad, m_crossroads) && ReadWords();
+    // m_others: sights (CSV, then OSM), then place names (CSV, then OSM).
+    std::vector<SourceRow> osmSights, osmPlaces;
+    if (!ReadOsm(osmSights, osmPlaces) || !ReadCsv(kPois, SourceFileReader::Kind::Poi, m_pois) ||
+        !ReadCsv(kSights, SourceFileReader::Kind::Poi, m_others))
+        return false;
+    m_others.insert(m_others.end(), osmSights.begin(), osmSights.end());
+    m_sightRows = m_others.size();
+    if (!ReadCsv(kPlaceNames, SourceFileReader::Kind::Poi, m_others))
+        return false;
+    m_others.insert(m_others.end(), osmPlaces.begin(), osmPlaces.end());
+    return ReadCsv(kCrossroads, SourceFileReader::Kind::Crossroad, m_crossroads) && ReadWords();
 }
 
 bool DataCompiler::ReadGazetteer()
@@ -209,12 +220,17 @@ bool DataCompiler::ReadGazetteer()
 
 bool DataCompiler::ReadCsv(const std::string& name, SourceFileReader::Kind kind, std::vector<SourceRow>& rows)
 {
+    std::error_code ec;
+    if (!fs::exists(SourcePath(name), ec) && !OsmInputs().empty())
+        return true; // beside OpenStreetMap files, each CSV file is optional
     if (!Phase("reading " + name))
         return false;
     std::string text;
     if (!ReadText(name, text))
         return false;
     SourceFileReader reader(m_gazetteer, m_categories);
+    const CountyLocator locator(m_gazetteer);
+    reader.SetLocator(&locator);
     reader.SetProgress([this](double) { return !Cancelled(); });
     FileSummary summary;
     summary.file = name;

@@ -43,6 +43,10 @@ namespace Kest {
 //                                n the full-text index <300+n>.ndf and the
 //                                pinyin-initial index <400+n>.ndf (first form)
 //
+// OpenStreetMap files (*.osm.pbf, *.osm, *.osm.bz2 in SRC, or Options::osm)
+// add POIs, sights, place names and crossroads to the same rows
+// (DataCompilerOsm.cpp); the CSV files are then optional.
+//
 // Rejected rows go to the report stream as "file:line: reason"; the build
 // goes on without them unless `strict` is set. Everything is written into a
 // staging directory next to OUT that replaces OUT only when the build
@@ -57,6 +61,8 @@ public:
         std::ostream* progress = nullptr;
         // Set (by a signal handler) to stop the build; OUT stays as it was.
         const volatile std::sig_atomic_t* cancel = nullptr;
+        // OpenStreetMap files to read besides those found in `source`.
+        std::vector<std::string> osm;
     };
 
     struct FileSummary {
@@ -64,7 +70,7 @@ public:
         SourceFileReader::Counts counts;
     };
     struct Summary {
-        std::vector<FileSummary> files; // the CSV files and words.txt, in reading order
+        std::vector<FileSummary> files; // the OSM files, the CSV files and words.txt, in reading order
         std::size_t dataSets = 0;
         std::size_t cities = 0;
         std::size_t counties = 0;
@@ -92,7 +98,8 @@ public:
     const std::string& GetError() const { return m_error; }
     const Summary& GetSummary() const { return m_summary; }
 
-    // The source files, all required, in the order they are read.
+    // The source files, in the order they are read; the CSV files among them
+    // may be left out when OpenStreetMap files are given.
     static const std::vector<std::string>& SourceFiles();
 
 private:
@@ -106,6 +113,10 @@ private:
     bool ReadGazetteer();
     bool ReadCsv(const std::string& name, SourceFileReader::Kind kind, std::vector<SourceRow>& rows);
     bool ReadWords();
+    // The OpenStreetMap inputs (DataCompilerOsm.cpp): the files of
+    // Options::osm, then the *.osm, *.osm.pbf and *.osm.bz2 of SRC by name.
+    std::vector<std::string> OsmInputs() const;
+    bool ReadOsm(std::vector<SourceRow>& sights, std::vector<SourceRow>& places);
     bool WriteOutput(const std::string& dir);
     bool WritePoiStore(const std::string& dir);
     bool WriteAdminIndex(const std::string& dir);
@@ -138,6 +149,7 @@ private:
     CategoryList m_categories;
     std::vector<std::string> m_gbkProvinces, m_gbkCities, m_gbkCounties; // by gazetteer index
     std::vector<SourceRow> m_pois, m_others, m_crossroads;
+    std::size_t m_sightRows = 0; // m_others: the sights first, then the place names
     std::vector<std::pair<std::string, long long>> m_words; // GBK word, frequency
     std::vector<ueglobal_addr_t> m_poiAddrs;                // by position in m_pois once sorted
 };

@@ -20,17 +20,8 @@ namespace fs = std::filesystem;
 
 bool DataCompiler::WriteSights(const std::string& dir)
 {
-    // The sets lie in m_others as read: the accepted rows of sights.csv,
-    // then those of placenames.csv (then the crossroads).
-    std::size_t sights = 0, placeNames = 0;
-    for (const FileSummary& f : m_summary.files) {
-        if (f.file == "sights.csv")
-            sights = f.counts.accepted;
-        else if (f.file == "placenames.csv")
-            placeNames = f.counts.accepted;
-    }
-    if (sights + placeNames > m_others.size())
-        return Fail("internal error: the sight and place-name rows are not where they were read");
+    // The sets lie in m_others as read: the sights, then the place names.
+    const std::size_t sights = m_sightRows, placeNames = m_others.size() - m_sightRows;
 
     // The dictionary of POI/ is copied, not rebuilt: the engine keeps one
     // dictionary for the whole process, loaded by whichever text search

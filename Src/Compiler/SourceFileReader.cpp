@@ -1,5 +1,6 @@
 #include "Compiler/SourceFileReader.h"
 
+#include "Compiler/CountyLocator.h"
 #include "Compiler/CsvReader.h"
 #include "Compiler/GbkCodec.h"
 #include "Compiler/SourceText.h"
@@ -127,6 +128,15 @@ bool SourceFileReader::CheckRow(const std::vector<std::string>& fields, Kind kin
     const std::string& province = fields[areaAt];
     const std::string& city = fields[areaAt + 1];
     const std::string& county = fields[areaAt + 2];
+    if (m_locator && province.empty() && city.empty() && county.empty()) {
+        row.county = m_locator->Locate(row.lon / 1e6, row.lat / 1e6);
+        if (row.county < 0) {
+            reason = "no county of districts.geojson holds " + fields[1] + "," + fields[2];
+            return false;
+        }
+        return true;
+    }
+    // A row that names its county keeps it, whatever its coordinate says.
     row.county = m_gazetteer.FindCounty(province, city, county);
     if (row.county < 0) {
         reason = "unknown county " + SourceText::Quote(province + "," + city + "," + county) + " (not in districts.geojson)";

@@ -34,6 +34,8 @@ struct SourceRow {
 // 0..180 and 0..90; rounded to millionths); the category code (listed in
 // categories.txt); the county (the province, city, county triple named in
 // districts.geojson).
+class CountyLocator;
+
 class SourceFileReader {
 public:
     enum class Kind {
@@ -53,6 +55,10 @@ public:
     // Called every few thousand rows with the share of the text read so far
     // (0..1); returning false stops the reading as failed.
     void SetProgress(std::function<bool(double)> progress) { m_progress = std::move(progress); }
+
+    // With a locator, a row whose province, city and county are all empty
+    // takes the county that holds its coordinate (rejected when none does).
+    void SetLocator(const CountyLocator* locator) { m_locator = locator; }
 
     // Reads the CSV text of the file `path` (the path only names it in
     // messages). False, with `error`, when the file cannot be read as a whole
@@ -75,6 +81,7 @@ private:
     const Gazetteer& m_gazetteer;
     const CategoryList& m_categories;
     std::function<bool(double)> m_progress;
+    const CountyLocator* m_locator = nullptr;
 };
 
 } // namespace Kest

@@ -27,7 +27,7 @@ const char kUsage[] =
     "usage: poi COMMAND [ARGS]\n"
     "\n"
     "commands:\n"
-    "  build    compile source data (UTF-8 CSV, GeoJSON) into a data directory\n"
+    "  build    compile source data (UTF-8 CSV, GeoJSON, OpenStreetMap) into a data directory\n"
     "  search   search a data directory: poi search --data DIR KIND ... (initial,\n"
     "           text, around, nearest, tel, address, categories, sight, place,\n"
     "           cross, district)\n"
@@ -39,16 +39,19 @@ const char kUsage[] =
     "poi COMMAND --help describes each command.\n";
 
 const char kBuildUsage[] =
-    "usage: poi build SRC OUT [--strict]\n"
+    "usage: poi build SRC OUT [--strict] [--osm FILE]...\n"
     "\n"
     "Compiles the source directory SRC (pois.csv, sights.csv, placenames.csv,\n"
     "crossroads.csv, categories.txt, districts.geojson, words.txt; UTF-8) into\n"
-    "the data directory OUT (OUT/POI/...). A rejected row is reported on stderr\n"
-    "as 'file:line: reason' and left out; the counts follow on stdout.\n"
-    "OUT is replaced only when the build succeeds.\n"
+    "the data directory OUT (OUT/POI/...). OpenStreetMap files (*.osm.pbf,\n"
+    "*.osm, *.osm.bz2) in SRC or given with --osm are read too; the CSV files\n"
+    "are then optional. A rejected row is reported on stderr as\n"
+    "'file:line: reason' (OSM: 'file: node N: reason') and left out; the counts\n"
+    "follow on stdout. OUT is replaced only when the build succeeds.\n"
     "\n"
     "options:\n"
     "  --strict   fail the build when any row is rejected\n"
+    "  --osm FILE read the OpenStreetMap file FILE as well (repeatable)\n"
     "  -h, --help show this text\n"
     "\n"
     "exit status: 0 built, 1 build failed (OUT unchanged), 2 usage error\n";
@@ -92,6 +95,12 @@ int RunBuild(int argc, char** argv)
         }
         if (arg == "--strict") {
             options.strict = true;
+        } else if (arg == "--osm") {
+            if (i + 1 >= argc) {
+                std::cerr << "poi build: --osm needs a file (usage: poi build SRC OUT --osm FILE)\n";
+                return 2;
+            }
+            options.osm.push_back(argv[++i]);
         } else if (arg.size() > 1 && arg[0] == '-') {
             std::cerr << "poi build: unknown option '" << arg << "' (see poi build --help)\n";
             return 2;
