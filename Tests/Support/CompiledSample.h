@@ -1,10 +1,12 @@
 #pragma once
-// The bundled sample (Data/Sample) compiled once per test program with the
-// real data compiler, and its POI rows read straight from pois.csv, for the
-// differential tests' oracles.
+// The bundled sample (Data/Sample) compiled with the real data compiler, and
+// its POI rows read straight from pois.csv, for the differential tests'
+// oracles. Under ctest the sample is compiled once for the whole run (the
+// directory in KEST_SAMPLE_DATA, read only); otherwise once per test program.
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -40,13 +42,18 @@ private:
     CompiledSample() : m_root(m_dir.Path("out"))
     {
         const std::string sample = std::string(KEST_TEST_DATA) + "/../../Data/Sample";
-        Kest::DataCompiler::Options options;
-        options.source = sample;
-        options.output = m_root;
-        std::ostringstream report;
-        Kest::DataCompiler compiler(options, report);
-        EXPECT_TRUE(compiler.Run()) << compiler.GetError();
-        EXPECT_EQ(compiler.GetSummary().Rejected(), 0u) << report.str();
+        const char* shared = std::getenv("KEST_SAMPLE_DATA");
+        if (shared && *shared) {
+            m_root = shared;
+        } else {
+            Kest::DataCompiler::Options options;
+            options.source = sample;
+            options.output = m_root;
+            std::ostringstream report;
+            Kest::DataCompiler compiler(options, report);
+            EXPECT_TRUE(compiler.Run()) << compiler.GetError();
+            EXPECT_EQ(compiler.GetSummary().Rejected(), 0u) << report.str();
+        }
 
         std::ifstream sets(m_root + "/POI/datasets.txt");
         int number = 0;
