@@ -16,10 +16,12 @@ relink of the test programs after a one-line change short, and the suite reads
 the sample compiled once per ctest run (SampleData.Compile), so a fault in the
 compiler still reaches every test that reads the sample.
 
-Usage: Scripts/mutate.py [--build DIR] [--jobs N] [--only TEXT] [--list]
+Usage: Scripts/mutate.py [--build DIR] [--jobs N] [--only TEXT] [--caught-in OUT] [--list]
   --build DIR   build directory (default build-mutate; configured when missing)
   --jobs N      parallel build and test jobs (default: the number of cores)
   --only TEXT   only the faults whose file or description holds TEXT
+  --caught-in OUT  only the faults an earlier run's output OUT reports as
+                caught (to show that a changed suite still catches them)
   --list        print the faults and check that each one applies; run nothing
 
 Prints one line per fault and the figure "caught C of N"; exit status 0 when
@@ -59,11 +61,16 @@ def main():
     parser.add_argument("--build", default="build-mutate")
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 2)
     parser.add_argument("--only", default="")
+    parser.add_argument("--caught-in", default="")
     parser.add_argument("--list", action="store_true")
     args = parser.parse_args()
 
     mutants = [m for m in load_mutants(os.path.join(ROOT, "Scripts", "mutants.txt"))
                if args.only in m["file"] or args.only in m["what"]]
+    if args.caught_in:
+        with open(args.caught_in, encoding="utf-8") as f:
+            caught_before = {line.split("] caught", 1)[1].strip() for line in f if "] caught " in line}
+        mutants = [m for m in mutants if f"{m['file']}: {m['what']}" in caught_before]
     bad = False
     for m in mutants:
         with open(os.path.join(ROOT, m["file"]), encoding="utf-8") as f:
