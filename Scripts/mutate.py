@@ -109,6 +109,13 @@ def main():
                     f.write(original.replace(m["text"], m["fault"], 1))
                 log.write(f"\n==== {m['file']}: {m['what']}\n")
                 log.flush()
+                # Without its record of test times ctest runs the tests in
+                # the order they are defined, the quick unit tests first, so
+                # --stop-on-failure ends most runs early (with the record it
+                # would start the slowest tests first and wait for them).
+                cost = os.path.join(build, "Testing", "Temporary", "CTestCostData.txt")
+                if os.path.exists(cost):
+                    os.remove(cost)
                 if run(["cmake", "--build", build, "-j", str(args.jobs)], log) != 0:
                     verdict = "not built"
                     unbuilt += 1
