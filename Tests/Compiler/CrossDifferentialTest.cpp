@@ -45,7 +45,7 @@ struct Crossroad {
     std::vector<Word> words;          // postings of every text form
 };
 
-// crossroads.csv of the sample (no quoted fields).
+// crossroads.csv of the sample.
 std::vector<Crossroad> ReadCrossroads()
 {
     std::ifstream csv(std::string(KEST_TEST_DATA) + "/../../Data/Sample/crossroads.csv");
@@ -53,12 +53,7 @@ std::vector<Crossroad> ReadCrossroads()
     std::getline(csv, line);
     std::vector<Crossroad> rows;
     while (std::getline(csv, line)) {
-        std::vector<std::string> f(1);
-        for (char c : line)
-            if (c == ',')
-                f.emplace_back();
-            else
-                f.back().push_back(c);
+        const std::vector<std::string> f = KestTest::CompiledSample::SplitCsv(line);
         if (f.size() == 6)
             rows.push_back({GbkCodec::Gbk(f[0]), GbkCodec::Gbk(f[3]), GbkCodec::Gbk(f[4]), {}, {}});
     }

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <map>
 #include <random>
 #include <set>
@@ -38,29 +37,6 @@ class Engine : public ePOIEngineManager {
 public:
     int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
 };
-
-// The GBK names of a source file, in file order (the order of its store).
-std::vector<std::string> ReadNames(const std::string& file)
-{
-    std::ifstream csv(std::string(KEST_TEST_DATA) + "/../../Data/Sample/" + file);
-    std::vector<std::string> names;
-    std::string line;
-    std::getline(csv, line); // header
-    while (std::getline(csv, line)) {
-        std::string name;
-        bool quoted = false;
-        for (std::size_t i = 0; i < line.size() && (quoted || line[i] != ','); ++i) {
-            if (quoted && line[i] == '"' && i + 1 < line.size() && line[i + 1] == '"')
-                name += line[++i];
-            else if (line[i] == '"')
-                quoted = !quoted;
-            else
-                name += line[i];
-        }
-        names.push_back(GbkCodec::Gbk(name));
-    }
-    return names;
-}
 
 struct Row {
     std::string name;
@@ -94,7 +70,7 @@ protected:
         dict.UnLoad();
         ASSERT_TRUE(dict.Load((sample.Root() + "/POI/Sight/CoreDict.dct").c_str(), false));
         for (Set* set : {&s_sights, &s_places}) {
-            for (const std::string& name : ReadNames(set->file))
+            for (const std::string& name : KestTest::CompiledSample::Names(set->file))
                 set->rows.push_back(Row{name, NameInitials::Variants(name, NdfFormat::kInitialDefaultDepth),
                                         Postings(name)});
             for (const Row& r : set->rows)

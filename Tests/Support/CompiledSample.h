@@ -38,6 +38,38 @@ public:
     const std::map<int, std::string>& DataSets() const { return m_sets; } // number -> GBK province
     const std::vector<SampleRow>& Rows() const { return m_rows; }
 
+    // One CSV line split by RFC 4180 (the sample never breaks a field over lines).
+    static std::vector<std::string> SplitCsv(const std::string& line)
+    {
+        std::vector<std::string> out(1);
+        bool quoted = false;
+        for (std::size_t i = 0; i < line.size(); ++i) {
+            const char c = line[i];
+            if (quoted && c == '"' && i + 1 < line.size() && line[i + 1] == '"')
+                out.back() += line[++i];
+            else if (c == '"')
+                quoted = !quoted;
+            else if (c == ',' && !quoted)
+                out.emplace_back();
+            else
+                out.back() += c;
+        }
+        return out;
+    }
+
+    // The first field of every row of a source file of the sample (header
+    // left out), in file order, in GBK.
+    static std::vector<std::string> Names(const std::string& file)
+    {
+        std::ifstream csv(std::string(KEST_TEST_DATA) + "/../../Data/Sample/" + file);
+        std::vector<std::string> names;
+        std::string line;
+        std::getline(csv, line); // header
+        while (std::getline(csv, line))
+            names.push_back(Kest::GbkCodec::Gbk(SplitCsv(line)[0]));
+        return names;
+    }
+
 private:
     CompiledSample() : m_root(m_dir.Path("out"))
     {
@@ -70,25 +102,6 @@ private:
             if (f.size() == 8)
                 m_rows.push_back({Kest::GbkCodec::Gbk(f[0]), Kest::GbkCodec::Gbk(f[5]), Kest::GbkCodec::Gbk(f[6])});
         }
-    }
-
-    // One CSV line split by RFC 4180 (the sample never breaks a field over lines).
-    static std::vector<std::string> SplitCsv(const std::string& line)
-    {
-        std::vector<std::string> out(1);
-        bool quoted = false;
-        for (std::size_t i = 0; i < line.size(); ++i) {
-            const char c = line[i];
-            if (quoted && c == '"' && i + 1 < line.size() && line[i + 1] == '"')
-                out.back() += line[++i];
-            else if (c == '"')
-                quoted = !quoted;
-            else if (c == ',' && !quoted)
-                out.emplace_back();
-            else
-                out.back() += c;
-        }
-        return out;
     }
 
     TempDir m_dir;
