@@ -16,12 +16,13 @@ relink of the test programs after a one-line change short, and the suite reads
 the sample compiled once per ctest run (SampleData.Compile), so a fault in the
 compiler still reaches every test that reads the sample.
 
-Usage: Scripts/mutate.py [--build DIR] [--jobs N] [--only TEXT] [--caught-in OUT] [--list]
+Usage: Scripts/mutate.py [--build DIR] [--jobs N] [--only TEXT] [--caught-in OUT] [--start K] [--list]
   --build DIR   build directory (default build-mutate; configured when missing)
   --jobs N      parallel build and test jobs (default: the number of cores)
   --only TEXT   only the faults whose file or description holds TEXT
   --caught-in OUT  only the faults an earlier run's output OUT reports as
                 caught (to show that a changed suite still catches them)
+  --start K     begin at the K-th of the chosen faults (to resume a run)
   --list        print the faults and check that each one applies; run nothing
 
 Prints one line per fault and the figure "caught C of N"; exit status 0 when
@@ -62,6 +63,7 @@ def main():
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 2)
     parser.add_argument("--only", default="")
     parser.add_argument("--caught-in", default="")
+    parser.add_argument("--start", type=int, default=1)
     parser.add_argument("--list", action="store_true")
     args = parser.parse_args()
 
@@ -71,6 +73,7 @@ def main():
         with open(args.caught_in, encoding="utf-8") as f:
             caught_before = {line.split("] caught", 1)[1].strip() for line in f if "] caught " in line}
         mutants = [m for m in mutants if f"{m['file']}: {m['what']}" in caught_before]
+    mutants = mutants[max(args.start, 1) - 1:]
     bad = False
     for m in mutants:
         with open(os.path.join(ROOT, m["file"]), encoding="utf-8") as f:
