@@ -2,32 +2,20 @@
 // records of any content, and the first-form writer's letter tries without
 // district levels against the readers.
 //
-// Byte 0 chooses the mode. Even: the rest is a list of records written with
-// the real page-file writer (checksums and page structure always right, so
-// every mutation reaches the readers' own checks): per record a field count
-// (mod 4) and per field a field number (mod 4), a length byte and that many
-// bytes. Record 0 is the root, at element 0 of page 0 of file 110; pointer
-// blocks inside the records name file 110 (0x6E) and small element numbers to
-// reach each other. Odd: the rest is names (letters and digits, split at any
-// other byte) that InitialIndexWriter writes as a letter trie; every prefix
-// the readers are asked for must then page out exactly the names below it.
-// The depth is byte 0 / 2 mod 12. Work is bounded so that a loop in a file
-// shows as a timeout.
+// Byte 0 chooses the mode. Even: the rest is records of file 110
+// (FuzzSupport.h); pointer blocks inside them name file 110 (0x6E) and small
+// element numbers to reach each other. Odd: the rest is names (letters and
+// digits, split at any other byte) that InitialIndexWriter writes as a letter
+// trie; every prefix the readers are asked for must then page out exactly the
+// names below it. The depth is byte 0 / 2 mod 12. Work is bounded so that a
+// loop in a file shows as a timeout.
 
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <set>
-#include <string>
-#include <vector>
-
-#include <unistd.h>
 
 #include "Compiler/InitialIndexWriter.h"
-#include "Compiler/PageFileWriter.h"
-#include "Ndf/eNdfPool.h"
+#include "FuzzSupport.h"
 #include "POIEngine/PinyinHelpers.h"
 #include "POIEngine/eNdfIndexPlaceName.h"
 #include "POIEngine/eNdfIndexPlaceNameByPY.h"
@@ -38,23 +26,14 @@ using namespace Kest;
 
 namespace {
 
-constexpr std::uint16_t kFile = 110;
-std::string s_dir;
+using KestFuzz::Open;
 
-void Open(eNdfIndex& index, eNdfPool& pool, const ueglobal_addr_t& root, int depth)
-{
-    index.SetGID(root);
-    index.SetDepth(depth);
-    index.SetDataPath(eString(s_dir.c_str()));
-    index.SetPool(&pool);
-}
+constexpr std::uint16_t kFile = 110;
 
 // Every POI a query gives and pages out.
 std::multiset<std::uint32_t> Ask(eNdfIndexInitial& index, const std::string& initials)
 {
-    eArray<eString> keys;
-    keys.Add(eString("ignored"));
-    keys.Add(eString(initials.c_str()));
+    const eArray<eString> keys = KestFuzz::Keys({"ignored", initials.c_str()});
     eArray<ueglobal_addr_t> gids;
     eArray<unsigned int> nums;
     eArray<eString> names;
@@ -74,41 +53,20 @@ void AskText(eNdfIndexSegFullText& index)
     const std::vector<std::vector<const char*>> queries = {
         {"\xB1\xB1\xBE\xA9"}, {"\xB1\xB1 \xBE\xA9", "\xA3\xB3"}, {"(x"}, {}, {"p", "c", "\xB1\xB1"}};
     for (const auto& q : queries) {
-        eArray<eString> texts;
-        for (const char* t : q)
-            texts.Add(eString(t));
         eArray<ueglobal_addr_t> addrs;
         eArray<unsigned int> scores;
         eArray<eString> names;
-        index.Query(texts, addrs, scores, names);
+        index.Query(KestFuzz::Keys(q), addrs, scores, names);
     }
 }
 
 void Records(const std::uint8_t* data, std::size_t size, int depth)
 {
-    std::vector<PageFileWriter::Record> records;
-    std::size_t i = 1;
-    while (i < size && records.size() < 400) {
-        PageFileWriter::Record r;
-        for (int f = data[i++] % 4; f > 0 && i + 2 <= size; --f) {
-            const unsigned char field = data[i] % 4;
-            const std::size_t length = std::min<std::size_t>(data[i + 1], size - i - 2);
-            r.Set(field, data + i + 2, length);
-            i += 2 + length;
-        }
-        records.push_back(r);
-    }
-    if (records.empty())
-        return;
-    PageFileWriter writer(kFile, 1u << 16);
     ueglobal_addr_t first{};
-    if (!writer.Open(s_dir + "110.ndf") || !writer.AppendRun(records, first, true))
-        return;
-    writer.SetIndexHeader(first, depth);
-    if (!writer.Close())
+    if (!KestFuzz::WriteRecords(kFile, data + 1, size - 1, depth, first))
         return;
     eNdfPool pool;
-    pool.SetDataPath(eString(s_dir.c_str()));
+    pool.SetDataPath(eString(KestFuzz::ScratchDir().c_str()));
     eNdfIndexSightByPY sight;
     eNdfIndexPlaceNameByPY place;
     for (eNdfIndexInitial* index : {static_cast<eNdfIndexInitial*>(&sight), static_cast<eNdfIndexInitial*>(&place)}) {
@@ -153,11 +111,11 @@ void Names(const std::uint8_t* data, std::size_t size, int depth)
             std::abort();
         indexed.push_back(key);
     }
-    if (!writer.Write(s_dir + "110.ndf"))
+    if (!writer.Write(KestFuzz::ScratchDir() + "110.ndf"))
         std::abort();
     const std::vector<unsigned char> header = [] {
         std::vector<unsigned char> bytes(8);
-        std::FILE* fp = std::fopen((s_dir + "110.ndf").c_str(), "rb");
+        std::FILE* fp = std::fopen((KestFuzz::ScratchDir() + "110.ndf").c_str(), "rb");
         if (fp == nullptr || std::fread(bytes.data(), 1, 8, fp) != 8)
             std::abort();
         std::fclose(fp);
@@ -166,7 +124,7 @@ void Names(const std::uint8_t* data, std::size_t size, int depth)
     ueglobal_addr_t root{};
     std::memcpy(&root, header.data(), 8);
     eNdfPool pool;
-    pool.SetDataPath(eString(s_dir.c_str()));
+    pool.SetDataPath(eString(KestFuzz::ScratchDir().c_str()));
     eNdfIndexSightByPY sight;
     Open(sight, pool, root, levels);
     std::set<std::string> prefixes;
@@ -187,16 +145,6 @@ void Names(const std::uint8_t* data, std::size_t size, int depth)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    if (s_dir.empty()) {
-        char tmpl[] = "/tmp/sight-fuzz-XXXXXX";
-        if (mkdtemp(tmpl) == nullptr)
-            std::abort();
-        s_dir = std::string(tmpl) + "/";
-        std::atexit([] {
-            std::remove((s_dir + "110.ndf").c_str());
-            rmdir(s_dir.c_str());
-        });
-    }
     if (size < 1)
         return 0;
     const int depth = (data[0] / 2) % 12;

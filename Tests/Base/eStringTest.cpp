@@ -29,6 +29,10 @@ TEST(eString, ReplaceSkipsMatchesOnTrailBytes)
     EXPECT_EQ(2, s.Replace("A", "\xA3\xC1"));
     EXPECT_EQ(eString("a\xA3\xC1" TRAIL_A "\xA3\xC1"), s);
     EXPECT_EQ(0, s.Replace("", "x"));
+    // 0x7F trails no lead byte: it is a character of its own.
+    eString lone("\x81\x7F");
+    EXPECT_EQ(1, lone.Replace("\x7F", "x"));
+    EXPECT_EQ(eString("\x81x"), lone);
 }
 
 TEST(eString, SubstringsClampAndFormat)

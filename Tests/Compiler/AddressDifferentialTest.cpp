@@ -52,24 +52,6 @@ std::string ReadFile(const std::string& path)
     return s.str();
 }
 
-std::vector<std::string> SplitCsv(const std::string& line)
-{
-    std::vector<std::string> out(1);
-    bool quoted = false;
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        const char c = line[i];
-        if (quoted && c == '"' && i + 1 < line.size() && line[i + 1] == '"')
-            out.back() += line[++i];
-        else if (c == '"')
-            quoted = !quoted;
-        else if (c == ',' && !quoted)
-            out.emplace_back();
-        else
-            out.back() += c;
-    }
-    return out;
-}
-
 // Parts of a GBK name: every run of one or two whole characters.
 std::vector<std::string> Parts(const std::string& name)
 {
@@ -96,7 +78,7 @@ protected:
         std::string line;
         std::getline(csv, line);
         while (std::getline(csv, line)) {
-            const auto f = SplitCsv(line);
+            const auto f = KestTest::CompiledSample::SplitCsv(line);
             ASSERT_EQ(f.size(), 8u) << line;
             const int county = gazetteer.FindCounty(f[5], f[6], f[7]);
             ASSERT_GE(county, 0) << line;

@@ -27,8 +27,10 @@
 #include "POIEngine/eNdfIndexInitial.h"
 #include "POIEngine/ePOIEngineManager.h"
 #include "Support/CompiledSample.h"
+#include "Support/TextOracle.h"
 
 using namespace Kest;
+using namespace KestTest;
 
 namespace {
 
@@ -37,19 +39,13 @@ public:
     int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
 };
 
-struct Word {
-    int key;
-    int position;
-    int length;
-};
-
 struct Crossroad {
     std::string name, province, city; // GBK
     std::vector<std::string> keys;    // initials, each order
     std::vector<Word> words;          // postings of every text form
 };
 
-// crossroads.csv of the sample (no quoted fields).
+// crossroads.csv of the sample.
 std::vector<Crossroad> ReadCrossroads()
 {
     std::ifstream csv(std::string(KEST_TEST_DATA) + "/../../Data/Sample/crossroads.csv");
@@ -57,12 +53,7 @@ std::vector<Crossroad> ReadCrossroads()
     std::getline(csv, line);
     std::vector<Crossroad> rows;
     while (std::getline(csv, line)) {
-        std::vector<std::string> f(1);
-        for (char c : line)
-            if (c == ',')
-                f.emplace_back();
-            else
-                f.back().push_back(c);
+        const std::vector<std::string> f = KestTest::CompiledSample::SplitCsv(line);
         if (f.size() == 6)
             rows.push_back({GbkCodec::Gbk(f[0]), GbkCodec::Gbk(f[3]), GbkCodec::Gbk(f[4]), {}, {}});
     }
@@ -77,69 +68,15 @@ std::string Fold(const std::string& typed)
     return out;
 }
 
-bool KeyOf(const std::string& word, int& key)
-{
-    int slot = 0, index = 0;
-    if (word.empty() || !eDictionary::GetInstance().GetWordIndex(eString(word.c_str()), slot, index))
-        return false;
-    key = index == -1 ? slot * 10000 - 1 : slot * 10000 + index;
-    return true;
-}
-
-// The keyed words a text is cut into, with their byte positions.
-std::vector<Word> Cut(const std::string& gbk)
-{
-    eMMWordSeg seg;
-    seg.SetDict(eDictionary::GetInstance());
-    eArray<eString> words;
-    eString parts = seg.SegmentHzStrMM(eString(gbk.c_str()));
-    seg.GetAdressSeg(parts, words);
-    std::vector<Word> out;
-    int position = 0;
-    for (int i = 0; i < words.GetSize(); ++i) {
-        int key = 0;
-        if (KeyOf(words[i].Cstr(), key))
-            out.push_back({key, position, words[i].GetLength()});
-        position += words[i].GetLength();
-    }
-    return out;
-}
-
-// A text as it is indexed: every dictionary word of up to four two-byte
-// characters at every position, every keyed single character, each key once
-// per position.
-void Post(const std::string& gbk, std::vector<Word>& out)
-{
-    std::set<std::pair<int, int>> seen;
-    for (std::size_t at = 0; at < gbk.size(); at += static_cast<unsigned char>(gbk[at]) >= 0x81 ? 2 : 1)
-        for (std::size_t length = 2; length <= 8 && at + length <= gbk.size(); length += 2) {
-            const std::string word = gbk.substr(at, length);
-            if (static_cast<unsigned char>(word[length - 2]) < 0x81 || static_cast<unsigned char>(word[0]) < 0x81)
-                break;
-            std::string probe = word;
-            int key = 0;
-            if ((length == 2 || eDictionary::GetInstance().IsGetWord(&probe[0])) && KeyOf(word, key) &&
-                seen.emplace(key, static_cast<int>(at)).second)
-                out.push_back({key, static_cast<int>(at), static_cast<int>(length)});
-        }
-}
-
 // What a typed text finds among `rows`: the names, once per match. One
 // keyword: its pieces' words, a phrase within a piece, anywhere across pieces.
 std::multiset<std::string> TextOracle(const std::vector<const Crossroad*>& rows, const std::string& typed)
 {
     std::multiset<std::string> found;
-    eString copy(typed.c_str());
-    eArray<eString> pieces;
-    if (!eDictionary::GetInstance().PreStand(copy, pieces))
-        return found;
     std::vector<Word> query;
-    for (int p = 0; p < pieces.GetSize(); ++p)
-        for (const Word& w : Cut(pieces[p].Cstr()))
-            query.push_back(w);
-    if (query.empty())
+    bool loose = false;
+    if (!QueryWords(typed, query, loose) || query.empty())
         return found;
-    const bool loose = pieces.GetSize() > 1;
     for (const Word& q : query) {
         bool held = false;
         for (const Crossroad* r : rows)
@@ -149,24 +86,9 @@ std::multiset<std::string> TextOracle(const std::vector<const Crossroad*>& rows,
             return found; // a word the district does not hold ends the search
     }
     for (const Crossroad* r : rows)
-        for (const Word& first : r->words) {
-            if (first.key != query[0].key)
-                continue;
-            bool all = true;
-            int end = first.position + query[0].length;
-            for (std::size_t q = 1; q < query.size() && all; ++q) {
-                bool any = false;
-                for (const Word& w : r->words)
-                    if (w.key == query[q].key && (loose || w.position == end)) {
-                        any = true;
-                        end = w.position + query[q].length;
-                        break;
-                    }
-                all = any;
-            }
-            if (all)
+        for (const Word& first : r->words)
+            if (first.key == query[0].key && Holds(r->words, query, first.position, loose))
                 found.insert(r->name);
-        }
     return found;
 }
 

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <map>
 #include <random>
 #include <set>
@@ -25,8 +24,10 @@
 #include "POIEngine/eNdfIndexInitial.h"
 #include "POIEngine/ePOIEngineManager.h"
 #include "Support/CompiledSample.h"
+#include "Support/TextOracle.h"
 
 using namespace Kest;
+using namespace KestTest;
 
 namespace {
 
@@ -36,83 +37,6 @@ class Engine : public ePOIEngineManager {
 public:
     int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
 };
-
-// The GBK names of a source file, in file order (the order of its store).
-std::vector<std::string> ReadNames(const std::string& file)
-{
-    std::ifstream csv(std::string(KEST_TEST_DATA) + "/../../Data/Sample/" + file);
-    std::vector<std::string> names;
-    std::string line;
-    std::getline(csv, line); // header
-    while (std::getline(csv, line)) {
-        std::string name;
-        bool quoted = false;
-        for (std::size_t i = 0; i < line.size() && (quoted || line[i] != ','); ++i) {
-            if (quoted && line[i] == '"' && i + 1 < line.size() && line[i + 1] == '"')
-                name += line[++i];
-            else if (line[i] == '"')
-                quoted = !quoted;
-            else
-                name += line[i];
-        }
-        names.push_back(GbkCodec::Gbk(name));
-    }
-    return names;
-}
-
-struct Word {
-    int key;
-    int position;
-    int length;
-};
-
-bool KeyOf(const std::string& word, int& key)
-{
-    int slot = 0, index = 0;
-    if (word.empty() || !eDictionary::GetInstance().GetWordIndex(eString(word.c_str()), slot, index))
-        return false;
-    key = index == -1 ? slot * 10000 - 1 : slot * 10000 + index;
-    return true;
-}
-
-// Text cut as the search cuts it: the keyed words with their positions.
-std::vector<Word> Cut(const std::string& gbk)
-{
-    eMMWordSeg seg;
-    seg.SetDict(eDictionary::GetInstance());
-    eString parts = seg.SegmentHzStrMM(eString(gbk.c_str()));
-    eArray<eString> words;
-    seg.GetAdressSeg(parts, words);
-    std::vector<Word> out;
-    int position = 0;
-    for (int i = 0; i < words.GetSize(); ++i) {
-        int key = 0;
-        if (KeyOf(words[i].Cstr(), key))
-            out.push_back({key, position, words[i].GetLength()});
-        position += words[i].GetLength();
-    }
-    return out;
-}
-
-// Every dictionary word of a name (up to four two-byte characters) and every
-// keyed single character, at every position, each key once per position.
-std::vector<Word> Postings(const std::string& gbk)
-{
-    std::vector<Word> out;
-    std::set<std::pair<int, int>> seen;
-    for (std::size_t at = 0; at < gbk.size(); at += static_cast<unsigned char>(gbk[at]) >= 0x81 ? 2 : 1)
-        for (std::size_t length = 2; length <= 8 && at + length <= gbk.size(); length += 2) {
-            std::string word = gbk.substr(at, length);
-            if (static_cast<unsigned char>(word[length - 2]) < 0x81)
-                break;
-            std::string probe = word;
-            int key = 0;
-            if ((length == 2 || eDictionary::GetInstance().IsGetWord(&probe[0])) && KeyOf(word, key) &&
-                seen.emplace(key, static_cast<int>(at)).second)
-                out.push_back({key, static_cast<int>(at), static_cast<int>(length)});
-        }
-    return out;
-}
 
 struct Row {
     std::string name;
@@ -146,7 +70,7 @@ protected:
         dict.UnLoad();
         ASSERT_TRUE(dict.Load((sample.Root() + "/POI/Sight/CoreDict.dct").c_str(), false));
         for (Set* set : {&s_sights, &s_places}) {
-            for (const std::string& name : ReadNames(set->file))
+            for (const std::string& name : KestTest::CompiledSample::Names(set->file))
                 set->rows.push_back(Row{name, NameInitials::Variants(name, NdfFormat::kInitialDefaultDepth),
                                         Postings(name)});
             for (const Row& r : set->rows)
@@ -275,31 +199,15 @@ TEST_P(SightDifferential, TextMatchesTheOracle)
         // The oracle: every word must be in the set; in one piece each word
         // right behind the one before, across pieces anywhere.
         std::multiset<std::string> want;
-        eString copy(typed.c_str());
-        eArray<eString> pieces;
         std::vector<Word> query;
-        if (dict.PreStand(copy, pieces))
-            for (int p = 0; p < pieces.GetSize(); ++p)
-                for (const Word& w : Cut(pieces[p].Cstr()))
-                    query.push_back(w);
+        bool pieces = false;
+        QueryWords(typed, query, pieces);
         const bool present = std::all_of(query.begin(), query.end(),
                                           [&](const Word& w) { return set.postings.count(w.key) != 0; });
         if (!query.empty() && present)
-            for (const auto& [r, position] : set.postings.at(query[0].key)) {
-                bool ok = true;
-                int end = position + query[0].length;
-                for (std::size_t w = 1; w < query.size() && ok; ++w) {
-                    ok = false;
-                    for (const Word& posted : r->words)
-                        if (posted.key == query[w].key && (pieces.GetSize() > 1 || posted.position == end)) {
-                            ok = true;
-                            end = posted.position + query[w].length;
-                            break;
-                        }
-                }
-                if (ok)
+            for (const auto& [r, position] : set.postings.at(query[0].key))
+                if (Holds(r->words, query, position, pieces))
                     want.insert(r->name);
-            }
 
         const std::string context = std::string(set.file) + " text " + std::to_string(q) + " '" +
                                     GbkCodec::Utf8(typed) + "'";

@@ -102,21 +102,6 @@ TEST(SightSearch, TextKeywordsAreSearchedInTurnAndAFailureKeepsWhatCameBefore)
     eDictionary::GetInstance().UnLoad();
 }
 
-TEST(SightSearch, MoreThanAHundredRunsKeepTheFirstHundred)
-{
-    eDictionary::GetInstance().UnLoad();
-    const std::string mountain = GbkCodec::Gbk("山");
-    TextReader text;
-    ASSERT_GT(text.Query({mountain}).second, 150);
-    ePOIEngineManager engine;
-    engine.SetPoiPath(CompiledSample::Get().Root().c_str());
-    ASSERT_TRUE(engine.QuerySightByText(mountain.c_str()));
-    EXPECT_EQ(100, engine.GetPOICount(0)); // each run is one POI
-    for (const std::string& name : Names(engine))
-        EXPECT_NE(std::string::npos, name.find(mountain)) << GbkCodec::Utf8(name);
-    engine.ReleaseQueryMem();
-}
-
 TEST(SightSearch, TheIndexHeaderIsReadOnEveryCall)
 {
     TempDir dir;

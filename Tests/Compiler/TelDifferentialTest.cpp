@@ -62,13 +62,7 @@ std::vector<Entry> ReadSample(std::size_t& longest)
     std::vector<Entry> entries;
     longest = 0;
     while (std::getline(csv, line)) {
-        std::vector<std::string> f(1);
-        for (char c : line) { // the sample quotes no field
-            if (c == ',')
-                f.emplace_back();
-            else
-                f.back().push_back(c);
-        }
+        const std::vector<std::string> f = KestTest::CompiledSample::SplitCsv(line);
         std::int64_t lon = 0, lat = 0;
         EXPECT_TRUE(SourceFileReader::ParseDegrees(f[1], lon) && SourceFileReader::ParseDegrees(f[2], lat));
         std::vector<std::string> rejected;

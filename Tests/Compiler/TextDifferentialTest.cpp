@@ -21,66 +21,12 @@
 #include "POIEngine/eMMWordSeg.h"
 #include "POIEngine/ePOIEngineManager.h"
 #include "Support/CompiledSample.h"
+#include "Support/TextOracle.h"
 
 using namespace Kest;
+using namespace KestTest;
 
 namespace {
-
-struct Word {
-    int key;
-    int position;
-    int length;
-};
-
-bool KeyOf(const std::string& word, int& key)
-{
-    int slot = 0, index = 0;
-    if (word.empty() || !eDictionary::GetInstance().GetWordIndex(eString(word.c_str()), slot, index))
-        return false;
-    key = index == -1 ? slot * 10000 - 1 : slot * 10000 + index;
-    return true;
-}
-
-// A typed text cut into words as the search cuts it: keyed words only, with
-// their byte positions in the text.
-std::vector<Word> Cut(const std::string& gbk)
-{
-    eMMWordSeg seg;
-    seg.SetDict(eDictionary::GetInstance());
-    eString parts = seg.SegmentHzStrMM(eString(gbk.c_str()));
-    eArray<eString> words;
-    seg.GetAdressSeg(parts, words);
-    std::vector<Word> out;
-    int position = 0;
-    for (int i = 0; i < words.GetSize(); ++i) {
-        int key = 0;
-        if (KeyOf(words[i].Cstr(), key))
-            out.push_back({key, position, words[i].GetLength()});
-        position += words[i].GetLength();
-    }
-    return out;
-}
-
-// A name as it is indexed (digits and letters already widened): every
-// dictionary word of up to four two-byte characters at every position where
-// it occurs, and every keyed single character, each key once per position.
-std::vector<Word> Postings(const std::string& gbk)
-{
-    std::vector<Word> out;
-    std::set<std::pair<int, int>> seen;
-    for (std::size_t at = 0; at < gbk.size(); at += static_cast<unsigned char>(gbk[at]) >= 0x81 ? 2 : 1)
-        for (std::size_t length = 2; length <= 8 && at + length <= gbk.size(); length += 2) {
-            std::string word = gbk.substr(at, length);
-            if (static_cast<unsigned char>(word[length - 2]) < 0x81)
-                break; // a one-byte character
-            std::string probe = word;
-            int key = 0;
-            if ((length == 2 || eDictionary::GetInstance().IsGetWord(&probe[0])) && KeyOf(word, key) &&
-                seen.emplace(key, static_cast<int>(at)).second)
-                out.push_back({key, static_cast<int>(at), static_cast<int>(length)});
-        }
-    return out;
-}
 
 struct Row {
     std::string name;
@@ -114,38 +60,17 @@ std::multiset<std::string> Oracle(const District& district, const std::string& t
     for (const std::string& keyword : keywords) {
         if (found.size() >= 100)
             break;
-        eString copy(keyword.c_str());
-        eArray<eString> pieces;
-        if (!eDictionary::GetInstance().PreStand(copy, pieces))
-            break;
         std::vector<Word> query;
-        for (int p = 0; p < pieces.GetSize(); ++p)
-            for (const Word& w : Cut(pieces[p].Cstr()))
-                query.push_back(w);
+        bool loose = false;
+        if (!QueryWords(keyword, query, loose))
+            break;
         if (std::any_of(query.begin(), query.end(), [&](const Word& w) { return district.count(w.key) == 0; }))
             break; // a word the district does not hold ends the search
-        const bool loose = pieces.GetSize() > 1;
         std::multiset<std::string> matches;
         for (const auto& [r, position] : query.empty() ? std::vector<std::pair<const Row*, int>>()
-                                                       : district.at(query[0].key)) {
-            // Loose: every other word anywhere; otherwise each word right
-            // behind the one before, measured by the typed word's length.
-            bool all = true;
-            int end = position + query[0].length;
-            for (std::size_t q = 1; q < query.size() && all; ++q) {
-                bool any = false;
-                for (const Word& w : r->words)
-                    if (w.key == query[q].key && (loose || w.position == end)) {
-                        any = true;
-                        if (!loose)
-                            end = w.position + query[q].length;
-                        break;
-                    }
-                all = any;
-            }
-            if (all)
+                                                       : district.at(query[0].key))
+            if (Holds(r->words, query, position, loose))
                 matches.insert(r->name);
-        }
         if (query.size() > 1 && matches.empty())
             break; // the last word left no hit: the search stops
         found.insert(matches.begin(), matches.end());

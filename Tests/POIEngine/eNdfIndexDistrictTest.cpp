@@ -87,13 +87,6 @@ std::string WriteCounties(const TempDir& dir, const std::vector<Area>& counties)
     return DataDir(dir);
 }
 
-TEST(eNdfIndexDistrict, TypeIsDistrict)
-{
-    eNdfIndexDistrict index;
-    EXPECT_EQ(index.GetType(), eNdfIndex::NDF_INDEX_DISTRICT);
-    EXPECT_EQ(static_cast<int>(index.GetType()), 8);
-}
-
 // Each row: counties in record order, a point, the code expected (0: none).
 TEST(eNdfIndexDistrict, BoxAndBoundaryRules)
 {

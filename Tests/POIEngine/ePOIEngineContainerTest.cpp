@@ -214,18 +214,6 @@ TEST_F(ePOIEngineContainerTest, LoadingFavouritesClearsHistoryFrequencies)
     EXPECT_TRUE(store.SavePOI(CONTAINER_HISTORY));
 }
 
-TEST_F(ePOIEngineContainerTest, PathWithoutSeparatorPutsFilesBesideTheDirectory)
-{
-    store.SetDataPath(dir.string().c_str());
-    store.AddPOI(CONTAINER_FAVORITE, Poi("a"));
-    store.AddPOI(CONTAINER_HISTORY, Poi("h"));
-    EXPECT_TRUE(fs::exists(dir.string() + "Favorite.poi"));
-    EXPECT_TRUE(fs::exists(dir.string() + "History.poi"));
-    EXPECT_FALSE(fs::exists(dir / "Favorite.poi"));
-    fs::remove(dir.string() + "Favorite.poi");
-    fs::remove(dir.string() + "History.poi");
-}
-
 TEST_F(ePOIEngineContainerTest, UnwritablePathFailsTheSaveAndKeepsMemory)
 {
     store.SetDataPath((dir.string() + "/missing/").c_str());
@@ -238,16 +226,6 @@ TEST_F(ePOIEngineContainerTest, UnwritablePathFailsTheSaveAndKeepsMemory)
     ePOIEngineContainer noPath;
     EXPECT_FALSE(noPath.SavePOI(CONTAINER_FAVORITE));
     EXPECT_FALSE(noPath.LoadPOI(CONTAINER_HISTORY));
-}
-
-TEST_F(ePOIEngineContainerTest, UnknownStoreIsRejected)
-{
-    const ContainerType bad = static_cast<ContainerType>(3);
-    ePoiInfo out;
-    EXPECT_EQ(-2, store.AddPOI(bad, Poi("a")));
-    EXPECT_EQ(-1, store.GetPOICount(bad));
-    EXPECT_FALSE(store.GetPOIInfo(bad, 0, out) || store.ModifyPOI(bad, 0, Poi("a")) || store.RemovePOI(bad, 0) ||
-                 store.RemoveAllPOI(bad) || store.SavePOI(bad) || store.LoadPOI(bad));
 }
 
 namespace {

@@ -1,10 +1,12 @@
 #pragma once
-// The bundled sample (Data/Sample) compiled once per test program with the
-// real data compiler, and its POI rows read straight from pois.csv, for the
-// differential tests' oracles.
+// The bundled sample (Data/Sample) compiled with the real data compiler, and
+// its POI rows read straight from pois.csv, for the differential tests'
+// oracles. Under ctest the sample is compiled once for the whole run (the
+// directory in KEST_SAMPLE_DATA, read only); otherwise once per test program.
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -36,35 +38,6 @@ public:
     const std::map<int, std::string>& DataSets() const { return m_sets; } // number -> GBK province
     const std::vector<SampleRow>& Rows() const { return m_rows; }
 
-private:
-    CompiledSample() : m_root(m_dir.Path("out"))
-    {
-        const std::string sample = std::string(KEST_TEST_DATA) + "/../../Data/Sample";
-        Kest::DataCompiler::Options options;
-        options.source = sample;
-        options.output = m_root;
-        std::ostringstream report;
-        Kest::DataCompiler compiler(options, report);
-        EXPECT_TRUE(compiler.Run()) << compiler.GetError();
-        EXPECT_EQ(compiler.GetSummary().Rejected(), 0u) << report.str();
-
-        std::ifstream sets(m_root + "/POI/datasets.txt");
-        int number = 0;
-        std::string province;
-        while (sets >> number >> province)
-            m_sets[number] = Kest::GbkCodec::Gbk(province);
-
-        std::ifstream csv(sample + "/pois.csv");
-        std::string line;
-        std::getline(csv, line); // header
-        while (std::getline(csv, line)) {
-            const auto f = SplitCsv(line);
-            EXPECT_EQ(f.size(), 8u) << line;
-            if (f.size() == 8)
-                m_rows.push_back({Kest::GbkCodec::Gbk(f[0]), Kest::GbkCodec::Gbk(f[5]), Kest::GbkCodec::Gbk(f[6])});
-        }
-    }
-
     // One CSV line split by RFC 4180 (the sample never breaks a field over lines).
     static std::vector<std::string> SplitCsv(const std::string& line)
     {
@@ -82,6 +55,53 @@ private:
                 out.back() += c;
         }
         return out;
+    }
+
+    // The first field of every row of a source file of the sample (header
+    // left out), in file order, in GBK.
+    static std::vector<std::string> Names(const std::string& file)
+    {
+        std::ifstream csv(std::string(KEST_TEST_DATA) + "/../../Data/Sample/" + file);
+        std::vector<std::string> names;
+        std::string line;
+        std::getline(csv, line); // header
+        while (std::getline(csv, line))
+            names.push_back(Kest::GbkCodec::Gbk(SplitCsv(line)[0]));
+        return names;
+    }
+
+private:
+    CompiledSample() : m_root(m_dir.Path("out"))
+    {
+        const std::string sample = std::string(KEST_TEST_DATA) + "/../../Data/Sample";
+        const char* shared = std::getenv("KEST_SAMPLE_DATA");
+        if (shared && *shared) {
+            m_root = shared;
+        } else {
+            Kest::DataCompiler::Options options;
+            options.source = sample;
+            options.output = m_root;
+            std::ostringstream report;
+            Kest::DataCompiler compiler(options, report);
+            EXPECT_TRUE(compiler.Run()) << compiler.GetError();
+            EXPECT_EQ(compiler.GetSummary().Rejected(), 0u) << report.str();
+        }
+
+        std::ifstream sets(m_root + "/POI/datasets.txt");
+        int number = 0;
+        std::string province;
+        while (sets >> number >> province)
+            m_sets[number] = Kest::GbkCodec::Gbk(province);
+
+        std::ifstream csv(sample + "/pois.csv");
+        std::string line;
+        std::getline(csv, line); // header
+        while (std::getline(csv, line)) {
+            const auto f = SplitCsv(line);
+            EXPECT_EQ(f.size(), 8u) << line;
+            if (f.size() == 8)
+                m_rows.push_back({Kest::GbkCodec::Gbk(f[0]), Kest::GbkCodec::Gbk(f[5]), Kest::GbkCodec::Gbk(f[6])});
+        }
     }
 
     TempDir m_dir;

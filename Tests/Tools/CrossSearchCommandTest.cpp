@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "SearchCommand.h"
+#include "Support/CommandRun.h"
 #include "Support/CompiledSample.h"
 
 using namespace Kest;
@@ -17,21 +18,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Result {
-    int status;
-    std::vector<std::string> lines; // stdout
-    std::string err;
-};
+using Result = KestTest::CommandResult;
 
 Result Cross(const std::string& data, std::vector<std::string> args)
 {
     args.insert(args.begin(), {"--data", data, "cross"});
-    std::ostringstream out, err;
-    Result r{SearchCommand(out, err).Run(args), {}, err.str()};
-    std::istringstream lines(out.str());
-    for (std::string line; std::getline(lines, line);)
-        r.lines.push_back(line);
-    return r;
+    return KestTest::RunCommand<SearchCommand>(args);
 }
 
 TEST(PoiCrossSearch, FindsACrossroadFromEitherRoad)

@@ -24,6 +24,7 @@
 #include "POIEngine/PinyinHelpers.h"
 #include "SearchCommand.h"
 #include "StoreCommand.h"
+#include "Support/CommandRun.h"
 #include "Support/CompiledSample.h"
 
 using namespace Kest;
@@ -32,21 +33,12 @@ using KestTest::TempDir;
 
 namespace {
 
-struct Result {
-    int status;
-    std::vector<std::string> lines; // stdout
-    std::string err;
-};
+using Result = KestTest::CommandResult;
 
 template <class Command>
 Result Invoke(std::vector<std::string> args)
 {
-    std::ostringstream out, err;
-    Result r{Command(out, err).Run(args), {}, err.str()};
-    std::istringstream lines(out.str());
-    for (std::string line; std::getline(lines, line);)
-        r.lines.push_back(line);
-    return r;
+    return KestTest::RunCommand<Command>(args);
 }
 
 std::string JsonName(const std::string& line)

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "SearchCommand.h"
+#include "Support/CommandRun.h"
 #include "Support/CompiledSample.h"
 
 using namespace Kest;
@@ -15,21 +16,12 @@ using KestTest::CompiledSample;
 
 namespace {
 
-struct Result {
-    int status;
-    std::vector<std::string> lines;
-    std::string err;
-};
+using Result = KestTest::CommandResult;
 
 Result Search(std::vector<std::string> args)
 {
     args.insert(args.begin(), {"--data", CompiledSample::Get().Root()});
-    std::ostringstream out, err;
-    Result r{SearchCommand(out, err).Run(args), {}, err.str()};
-    std::istringstream lines(out.str());
-    for (std::string line; std::getline(lines, line);)
-        r.lines.push_back(line);
-    return r;
+    return KestTest::RunCommand<SearchCommand>(args);
 }
 
 TEST(SightSearchCommand, UsageErrorsAreOneLineWithStatusTwo)
