@@ -183,6 +183,10 @@ TEST_F(DataCompilerTest, CompilesTheRowsAndReportsTheRejectedOnes)
         EXPECT_EQ(files[i], manifest.Entries()[i].path);
         EXPECT_TRUE(manifest.Verify(out, files[i], error)) << error;
     }
+    // A file that grew is named with both sizes, not only as failing its checksum.
+    std::ofstream(out + "/POI/datasets.txt", std::ios::app | std::ios::binary) << "x";
+    EXPECT_FALSE(manifest.Verify(out, "POI/datasets.txt", error));
+    EXPECT_NE(std::string::npos, error.find("bytes, the manifest says")) << error;
     EXPECT_EQ("10\t北京市\n11\t河北省\n", Text(tree.at("POI/datasets.txt")));
     EXPECT_EQ(GbkCodec::Gbk("餐饮服务\n\t中餐厅\t2000\n\t快餐厅\t2005\n购物服务\n\t商场\t3000\n"),
               Text(tree.at("POI/Around/POI_SORT.txt")));
