@@ -193,14 +193,14 @@ bool SegFullTextIndexWriter::Write(const std::string& path)
         writer.Close();
         return false;
     };
-    // A city's postings, then its word table; gives the table's pair.
+    // A city's posting blocks, then its word table; gives the table's pair.
     auto writeTable = [&](const City& c, ueglobal_addr_t& first, std::uint32_t& count) {
         std::vector<Record> table;
         for (const auto& [key, postings] : c.words) {
             std::vector<Record> run;
-            for (const Posting& posting : postings) {
+            for (const auto& block : eNdfPostingBlock::Encode(postings)) {
                 Record r;
-                r.SetInt(2, static_cast<std::uint32_t>(posting.position)).SetAddr(3, posting.poi);
+                r.Set(3, block.data(), block.size());
                 run.push_back(std::move(r));
             }
             ueglobal_addr_t postingsAt{};
@@ -208,7 +208,7 @@ bool SegFullTextIndexWriter::Write(const std::string& path)
                 return false;
             Record w;
             w.SetInt(0, static_cast<std::uint32_t>(key))
-                .SetInt(1, static_cast<std::uint32_t>(postings.size()))
+                .SetInt(1, static_cast<std::uint32_t>(run.size()))
                 .SetAddr(2, postingsAt);
             table.push_back(std::move(w));
         }

@@ -8,14 +8,15 @@
 
 #include "Base/NdfFormat.h"
 #include "Base/ueglobal_addr_t.h"
+#include "Ndf/eNdfPostingBlock.h"
 
 namespace Kest {
 
 // Writes a segmented full-text index (read by eNdfIndexSegFullText;
 // docs/format.md, "Full-text index"): district records for provinces and
 // cities as in the first form of the initial index, and per city a word
-// table in ascending key order whose records name posting runs of (byte
-// position, POI address).
+// table in ascending key order whose records name runs of posting blocks of
+// (byte position, POI address).
 //
 // A name is indexed so that whatever the engine cuts a typed text into is
 // found wherever that text lies in the name. The name is widened as a typed
@@ -73,10 +74,7 @@ public:
     const std::string& GetError() const { return m_error; }
 
 private:
-    struct Posting {
-        std::int32_t position;
-        ueglobal_addr_t poi;
-    };
+    using Posting = eNdfPostingBlock::Posting;
     struct City {
         std::string name;
         std::map<std::int32_t, std::vector<Posting>> words; // key -> postings in the order added

@@ -7,6 +7,7 @@
 
 #include "Ndf/NdfBytes.h"
 #include "Ndf/eNdfPool.h"
+#include "Ndf/eNdfPostingBlock.h"
 #include "Ndf/eNdfRecordsetTabular.h"
 #include "POIEngine/eDictionary.h"
 
@@ -21,7 +22,7 @@ const char* const kDictFile = "CoreDict.dct";
 
 // Word table and posting fields.
 enum { kWordKey = 0, kWordPostingCount = 1, kWordPostings = 2 };
-enum { kPostingPos = 2, kPostingPoi = 3 };
+enum { kPostingBlock = 3 };
 
 bool ReadInt(eNdfRecordsetTabular& rs, int field, int& value)
 {
@@ -206,37 +207,47 @@ unsigned char eNdfIndexSegFullText::DoQuery(const eString& word, int slot, int i
     // n hits is marked, the rest of the list changes nothing.
     int marked = 0;
 
+    // The word's postings, block by block, each posting as a record of its
+    // own would give it.
     eNdfRecordsetTabular rs;
     rs.SetRun(m_pPool, postings, postingCount);
     if (postingCount > 0 && !rs.MoveFirst())
         return 0; // the posting table cannot be read
-    for (; !rs.IsEOF(); rs.MoveNext()) {
-        int pos = 0;
-        ueglobal_addr_t addr{};
-        if (!ReadInt(rs, kPostingPos, pos) || !ReadAddr(rs, kPostingPoi, addr))
+    eNdfPostingBlock block;
+    eNdfPostingBlock::Posting posting{};
+    bool done = false;
+    for (; !done && !rs.IsEOF(); rs.MoveNext()) {
+        unsigned char* bytes = nullptr;
+        const int size = rs.GetFieldValue(kPostingBlock, bytes);
+        if (!block.SetBuffer(bytes, size))
             return 0;
-        if (n == 0) {
-            m_arHitGids.Add(addr);
-            m_arHitPos.Add(pos);
-            m_arHitFlag.Add(0);
-            m_arHitLen.Add(length);
-            continue;
-        }
-        const std::uint64_t addrKey = AddrKey(addr);
-        auto at = std::lower_bound(byAddr.begin(), byAddr.end(), std::make_pair(addrKey, 0));
-        for (; at != byAddr.end() && at->first == addrKey; ++at) {
-            const int i = at->second;
-            if (m_bLoose) {
-                marked += m_arHitFlag[i] == 0 ? 1 : 0;
-                m_arHitFlag[i] = 1;
-            } else if (pos == m_arHitPos[i] + m_arHitLen[i]) {
-                m_arHitPos[i] = pos;
-                m_arHitLen[i] = length;
-                m_arHitFlag[i] = 1;
+        while (!done && block.Next(posting)) {
+            const int pos = posting.position;
+            const ueglobal_addr_t& addr = posting.poi;
+            if (n == 0) {
+                m_arHitGids.Add(addr);
+                m_arHitPos.Add(pos);
+                m_arHitFlag.Add(0);
+                m_arHitLen.Add(length);
+                continue;
             }
+            const std::uint64_t addrKey = AddrKey(addr);
+            auto at = std::lower_bound(byAddr.begin(), byAddr.end(), std::make_pair(addrKey, 0));
+            for (; at != byAddr.end() && at->first == addrKey; ++at) {
+                const int i = at->second;
+                if (m_bLoose) {
+                    marked += m_arHitFlag[i] == 0 ? 1 : 0;
+                    m_arHitFlag[i] = 1;
+                } else if (pos == m_arHitPos[i] + m_arHitLen[i]) {
+                    m_arHitPos[i] = pos;
+                    m_arHitLen[i] = length;
+                    m_arHitFlag[i] = 1;
+                }
+            }
+            done = m_bLoose && marked == n;
         }
-        if (m_bLoose && marked == n)
-            break;
+        if (!done && !block.AtEnd())
+            return 0; // a malformed block fails the word
     }
     ++m_nWordCount;
     // Of the first n hits the marked ones stay (unmarked again) and the others
