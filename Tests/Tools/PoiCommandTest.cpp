@@ -14,6 +14,7 @@
 #include <regex>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Compiler/DataCompiler.h"
@@ -47,27 +48,22 @@ std::string JsonName(const std::string& line)
     return std::regex_search(line, m, std::regex("^\\{\"name\":\"([^\"]*)\"")) ? m[1].str() : "";
 }
 
-TEST(DataSetList, ResolvesWholeNamesThenUniqueParts)
+TEST(DataSetList, ResolvesWholeNamesThenUniquePartsAndRefusesMalformedLists)
 {
     DataSetList sets;
     std::string error;
     ASSERT_TRUE(sets.Parse("10\t北京市\n11\t上海市\r\n\n12\t北京市郊\n", error)) << error;
     ASSERT_EQ(sets.Sets().size(), 3u);
-    DataSetList::DataSet found;
-    EXPECT_EQ(sets.Resolve("北京市", found), DataSetList::Match::kFound); // whole name beats the longer one
-    EXPECT_EQ(found.number, 10);
-    EXPECT_EQ(sets.Resolve("上海", found), DataSetList::Match::kFound);
-    EXPECT_EQ(found.number, 11);
-    EXPECT_EQ(sets.Resolve("北京", found), DataSetList::Match::kAmbiguous);
-    EXPECT_EQ(sets.Resolve("天津", found), DataSetList::Match::kNone);
-    EXPECT_EQ(sets.Resolve("", found), DataSetList::Match::kNone);
+    using M = DataSetList::Match;
+    const std::vector<std::tuple<const char*, M, int>> cases = {
+        {"北京市", M::kFound, 10}, // the whole name beats the longer one
+        {"上海", M::kFound, 11}, {"北京", M::kAmbiguous, -1}, {"天津", M::kNone, -1}, {"", M::kNone, -1}};
+    for (const auto& [text, match, number] : cases) {
+        DataSetList::DataSet found;
+        EXPECT_EQ(sets.Resolve(text, found), match) << text;
+        EXPECT_TRUE(match != M::kFound || found.number == number) << text;
+    }
     EXPECT_EQ(sets.Names(), "北京市, 上海市, 北京市郊");
-}
-
-TEST(DataSetList, RefusesMalformedLists)
-{
-    DataSetList sets;
-    std::string error;
     for (const char* text : {"", "\n\n", "10 北京市\n", "x\t北京市\n", "10\t\n", "10x\t北京市\n", "-1\t北京市\n"})
         EXPECT_FALSE(sets.Parse(text, error)) << '"' << text << '"';
     EXPECT_FALSE(sets.Load("/nonexistent/datasets.txt", error));
