@@ -55,6 +55,8 @@ TEST(PoiSearchCommand, BadInputIsOneLineWithTheStatusOfItsKind)
         {{"address", "--province", "北京", "--category", "奶茶"}, 1, ""},
         {{"categories", "餐饮"}, 1, ""},
         {{"address", "--province", "北京", "--county", "朝阳"}, 0, ""}, // a county without a city: a note
+        {{"categories"}, 0, "餐饮服务"},
+        {{"cross", "initial", "--province", "北京", "DWDJTYGL"}, 0, "体育馆路与东外大街交叉口"}, // either road first
         {{"cross", "--province", "北京", "TY"}, 2, ""},
         {{"cross", "road", "--province", "北京", "TY"}, 2, ""},
         {{"cross", "initial", "--province", "北京", ""}, 2, ""},
