@@ -4,17 +4,10 @@
 // The first input byte picks the mode: even writes the rest as it is; odd
 // first puts the right checksum into the header, so that the checks behind
 // the checksum get explored too.
-#include <unistd.h>
-
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-#include <vector>
-
 #include "Admin/eAdminIndex.h"
 #include "Base/NdfFormat.h"
 #include "Base/eCrc32.h"
+#include "FuzzSupport.h"
 
 using namespace Kest;
 
@@ -29,21 +22,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         for (int i = 0; i < 4; ++i)
             file[static_cast<std::size_t>(NdfFormat::kAdminChecksumOffset + i)] = static_cast<unsigned char>(sum >> (8 * i));
     }
-    // One scratch file per process, in memory where the system offers it,
-    // removed when the fuzzer exits.
-    static const struct Scratch {
-        std::string path = std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") +
-                           "/kest-admin-fuzz-" + std::to_string(getpid()) + ".ndf";
-        ~Scratch() { std::remove(path.c_str()); }
-    } scratch;
-    std::FILE* f = std::fopen(scratch.path.c_str(), "wb");
-    if (!f)
-        return 0;
-    std::fwrite(file.data(), 1, file.size(), f);
-    std::fclose(f);
+    const std::string path = KestFuzz::WriteFile("AdminIndex.ndf", file.data(), file.size());
 
     eAdminIndex index;
-    index.SetFilePath(scratch.path.c_str());
+    index.SetFilePath(path.c_str());
     const int count = index.GetCount();
     eString name;
     // Nothing loaded (or an empty table): no code answers.

@@ -8,16 +8,10 @@
 // them with the real grid writer, so that searches on sound grids of any
 // shape get explored too. The queries are placed by the header's own bounds:
 // the centre, the corners, below and beside the grid.
-#include <unistd.h>
-
 #include <cmath>
-#include <cstdint>
-#include <cstdio>
-#include <cstring>
-#include <string>
-#include <vector>
 
 #include "Compiler/AroundGridWriter.h"
+#include "FuzzSupport.h"
 #include "Ndf/NdfBytes.h"
 #include "POIEngine/eNdfQueryAround.h"
 
@@ -54,21 +48,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } else {
         file.assign(reinterpret_cast<const char*>(data + 1), size - 1);
     }
-    // One scratch file per process, in memory where the system offers it,
-    // removed when the fuzzer exits.
-    static const struct Scratch {
-        std::string path = std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") +
-                           "/kest-around-fuzz-" + std::to_string(getpid()) + ".ndf";
-        ~Scratch() { std::remove(path.c_str()); }
-    } scratch;
-    std::FILE* f = std::fopen(scratch.path.c_str(), "wb");
-    if (!f)
-        return 0;
-    std::fwrite(file.data(), 1, file.size(), f);
-    std::fclose(f);
+    const std::string path = KestFuzz::WriteFile("POIAround.ndf", file.data(), file.size());
 
     eNdfQueryAround grid;
-    const bool open = grid.InitQueryAround(eString(scratch.path.c_str())) != 0;
+    const bool open = grid.InitQueryAround(eString(path.c_str())) != 0;
     const double x0 = HeaderDouble(file, 16), y0 = HeaderDouble(file, 24);
     const double x1 = HeaderDouble(file, 32), y1 = HeaderDouble(file, 40);
     const double points[][2] = {{(x0 + x1) / 2, (y0 + y1) / 2}, {x0, y0}, {x1, y1},     {x0, y0 - 0.0004},

@@ -14,19 +14,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ueglobal_addr_t first{};
     if (!KestFuzz::WriteRecords(100, data, size, 3, first))
         return 0;
-    eNdfPool pool;
-    pool.SetDataPath(eString(KestFuzz::ScratchDir().c_str()));
+    KestFuzz::Pool pool;
     eNdfIndexCategory index;
     KestFuzz::Open(index, pool, first, 3);
-    const std::vector<std::vector<const char*>> queries = {
-        {}, {"P"}, {""}, {"*"}, {"P", "C"}, {"P", "*", "K"}, {"P", "C", "K", "1"}, {"*", "C", "K", "*"},
-        {"P", "*", "x", "5"}, {"P", "C", "*", "0"}, {"", "", "", "abc"}, {"*", "*", "*", ""}, {"P", "C", "K", "-1"},
-    };
-    for (const auto& q : queries) {
-        eArray<ueglobal_addr_t> gids;
-        eArray<unsigned int> nums;
-        eArray<eString> names;
-        index.Query(KestFuzz::Keys(q), gids, nums, names);
+    for (const auto& q : std::vector<std::vector<const char*>>{
+             {}, {"P"}, {""}, {"*"}, {"P", "C"}, {"P", "*", "K"}, {"P", "C", "K", "1"}, {"*", "C", "K", "*"},
+             {"P", "*", "x", "5"}, {"P", "C", "*", "0"}, {"", "", "", "abc"}, {"*", "*", "*", ""}, {"P", "C", "K", "-1"}}) {
+        KestFuzz::Ask(index, q);
         index.GetHitCount();
     }
     return 0;

@@ -11,37 +11,22 @@
 // Both searches run with those keys on file number 10 and on 20, every hit is
 // fetched, and the rest of the input is split as a crossroad name.
 
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <vector>
-
-#include <unistd.h>
-
 #include "Compiler/CrossroadName.h"
 #include "Compiler/InitialIndexWriter.h"
 #include "Compiler/PoiStoreWriter.h"
 #include "Compiler/SegFullTextIndexWriter.h"
+#include "FuzzSupport.h"
 #include "POIEngine/ePOIEngineManager.h"
 
 using namespace Kest;
 
 namespace {
 
-std::string s_root;
-
-void WriteData()
+// The data directory, written once.
+std::string WriteData()
 {
-    char tmpl[] = "/tmp/cross-fuzz-XXXXXX";
-    if (mkdtemp(tmpl) == nullptr)
-        std::abort();
-    s_root = tmpl;
-    const std::string dir = s_root + "/POI/CrossRoad/";
+    const std::string dir = KestFuzz::ScratchDir() + "POI/CrossRoad/";
     std::filesystem::create_directories(dir);
-    std::atexit([] { std::filesystem::remove_all(s_root); });
     const char* names[] = {"\xCC\xE5\xD3\xFD\xB9\xDD\xC2\xB7\xD3\xEB\xB6\xAB\xCD\xE2\xB4\xF3\xBD\xD6", // 体育馆路与东外大街
                            "\xC8\xCB\xC3\xF1\xC2\xB7\xD3\xEB\xBD\xE2\xB7\xC5\xC2\xB7\xBF\xDA",         // 人民路与解放路口
                            "\xC8\xCB\xC3\xF1\xB9\xE3\xB3\xA1"};                                         // 人民广场
@@ -69,6 +54,7 @@ void WriteData()
         }
     if (!store.Close() || !initial.Write(dir + "410.ndf") || !text.Write(dir + "310.ndf"))
         std::abort();
+    return KestFuzz::ScratchDir().substr(0, KestFuzz::ScratchDir().size() - 1);
 }
 
 void FetchAll(ePOIEngineManager& engine)
@@ -85,16 +71,15 @@ void FetchAll(ePOIEngineManager& engine)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    if (s_root.empty())
-        WriteData();
+    static const std::string root = WriteData();
     if (size < 2)
         return 0;
     const int mode = static_cast<signed char>(data[0]);
     const std::size_t headerLength = std::min<std::size_t>(data[1] % 13, size - 2);
     const std::string header(reinterpret_cast<const char*>(data + 2), headerLength);
     const std::string rest(reinterpret_cast<const char*>(data + 2 + headerLength), size - 2 - headerLength);
-    for (const char* file : {"/POI/CrossRoad/420.ndf", "/POI/CrossRoad/320.ndf"})
-        std::ofstream(s_root + file, std::ios::binary).write(header.data(), static_cast<std::streamsize>(header.size()));
+    for (const char* file : {"POI/CrossRoad/420.ndf", "POI/CrossRoad/320.ndf"})
+        KestFuzz::WriteFile(file, header.data(), header.size());
 
     std::string keys[3] = {"*", "*", ""};
     for (std::size_t k = 0, from = 0; k < 3 && from <= rest.size(); ++k) {
@@ -103,7 +88,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         from = bar + 1;
     }
     ePOIEngineManager engine;
-    engine.SetPoiPath(s_root.c_str());
+    engine.SetPoiPath(root.c_str());
     for (int fileNo : {10, 20}) {
         char* next = nullptr;
         int nextCount = 0;

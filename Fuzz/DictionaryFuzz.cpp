@@ -1,15 +1,8 @@
 // Loads arbitrary bytes as "CoreDict.dct", then looks words up, edits the
 // dictionary and segments a text taken from the end of the input.
-#include <unistd.h>
-
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
-#include <fstream>
-#include <string>
-
 #include "Base/eArray.h"
 #include "Base/eString.h"
+#include "FuzzSupport.h"
 #include "POIEngine/eDictionary.h"
 #include "POIEngine/eMMWordSeg.h"
 #include "POIEngine/eMPWordSeg.h"
@@ -18,8 +11,7 @@ using namespace Kest;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const std::string path = "/tmp/DictionaryFuzz-" + std::to_string(getpid()) + ".dct";
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+    const std::string path = KestFuzz::WriteFile("CoreDict.dct", data, size);
 
     eDictionary& dict = eDictionary::GetInstance();
     dict.UnLoad();

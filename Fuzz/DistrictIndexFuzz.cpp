@@ -14,45 +14,17 @@
 // name small elements of the same page. Every lookup of a grid of points and
 // every level of QueryAdmin then runs; the three levels bound the work.
 
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <string>
-#include <vector>
-
-#include <unistd.h>
-
 #include "Base/NdfFormat.h"
-#include "Compiler/PageFileWriter.h"
 #include "Compiler/RegionEncoder.h"
-#include "Ndf/eNdfPool.h"
+#include "FuzzSupport.h"
 #include "POIEngine/eNdfIndexDistrict.h"
 
 using namespace Kest;
+using KestFuzz::Input;
 
 namespace {
 
 constexpr std::uint16_t kFile = NdfFormat::kDistrictFileId;
-std::string s_dir;
-
-class Input {
-public:
-    Input(const std::uint8_t* data, std::size_t size) : m_p(data), m_end(data + size) {}
-    bool More() const { return m_p < m_end; }
-    std::uint8_t Byte() { return m_p < m_end ? *m_p++ : 0; }
-    std::vector<unsigned char> Bytes(std::size_t n)
-    {
-        std::vector<unsigned char> out;
-        while (n-- > 0 && m_p < m_end)
-            out.push_back(*m_p++);
-        return out;
-    }
-
-private:
-    const std::uint8_t* m_p;
-    const std::uint8_t* m_end;
-};
 
 PageFileWriter::Record ReadRecord(Input& in)
 {
@@ -105,38 +77,17 @@ PageFileWriter::Record ReadRecord(Input& in)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    if (s_dir.empty()) {
-        char tmpl[] = "/tmp/district-fuzz-XXXXXX";
-        if (mkdtemp(tmpl) == nullptr)
-            std::abort();
-        s_dir = std::string(tmpl) + "/";
-        std::atexit([] {
-            std::remove((s_dir + std::to_string(kFile) + ".ndf").c_str());
-            rmdir(s_dir.c_str());
-        });
-    }
     Input in(data, size);
     const int rootCount = static_cast<std::int8_t>(in.Byte());
     std::vector<PageFileWriter::Record> records;
     while (in.More() && records.size() < 64)
         records.push_back(ReadRecord(in));
-    if (records.empty())
-        return 0;
-    PageFileWriter writer(kFile, 1u << 16);
     ueglobal_addr_t root{};
-    if (!writer.Open(s_dir + std::to_string(kFile) + ".ndf") || !writer.AppendRun(records, root, true))
+    if (!KestFuzz::WriteRun(kFile, records, rootCount, root))
         return 0;
-    writer.SetIndexHeader(root, rootCount);
-    if (!writer.Close())
-        return 0;
-
-    eNdfPool pool;
-    pool.SetDataPath(eString(s_dir.c_str()));
+    KestFuzz::Pool pool;
     eNdfIndexDistrict index;
-    index.SetGID(root);
-    index.SetDepth(rootCount);
-    index.SetDataPath(eString(s_dir.c_str()));
-    index.SetPool(&pool);
+    KestFuzz::Open(index, pool, root, rootCount);
     for (int y = 0; y < 16; y += 3)
         for (int x = 0; x < 16; x += 3) {
             unsigned int code = 0;

@@ -25,8 +25,7 @@ void Run(eNdfIndexInitial& index, eNdfPool& pool, const ueglobal_addr_t& root, i
             index.ClearCache(); // and once more after the cache is dropped
         eArray<ueglobal_addr_t> gids;
         eArray<unsigned int> nums;
-        eArray<eString> names;
-        index.Query(KestFuzz::Keys(queries[q < queries.size() ? q : 3]), gids, nums, names);
+        KestFuzz::Ask(index, queries[q < queries.size() ? q : 3], gids, nums);
         index.GetQueryedCount();
         for (int round = 0; round < 200 && index.GetNextResult(gids.GetSize() + 3, gids, nums) > 0; ++round) {
         }
@@ -40,24 +39,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ueglobal_addr_t first{};
     if (size < 1 || !KestFuzz::WriteRecords(110, data + 1, size - 1, data[0] % 12, first))
         return 0;
-    const int depth = data[0] % 12;
-    eNdfPool pool;
-    pool.SetDataPath(eString(KestFuzz::ScratchDir().c_str()));
+    KestFuzz::Pool pool;
     eNdfIndexInitial first1;
-    Run(first1, pool, first, depth);
+    Run(first1, pool, first, data[0] % 12);
     eNdfIndexInitial2 second;
-    Run(second, pool, first, depth);
+    Run(second, pool, first, data[0] % 12);
     // Without "CoreDict.dct" in the directory every word is keyed as a lone
     // character, which is enough to reach the tables.
     eNdfIndexSegFullText text;
     KestFuzz::Open(text, pool, first, 0);
-    const std::vector<std::vector<const char*>> texts = {
-        {}, {"p"}, {"*", "*", "\xB1\xB1\xBE\xA9"}, {"p", "c", "\xB1\xB1 \xBE\xA9", "\xA3\xB3"}, {"*", "*", "(x"}};
-    for (const auto& q : texts) {
-        eArray<ueglobal_addr_t> gids;
-        eArray<unsigned int> nums;
-        eArray<eString> names;
-        text.Query(KestFuzz::Keys(q), gids, nums, names);
-    }
+    for (const auto& q : std::vector<std::vector<const char*>>{
+             {}, {"p"}, {"*", "*", "\xB1\xB1\xBE\xA9"}, {"p", "c", "\xB1\xB1 \xBE\xA9", "\xA3\xB3"}, {"*", "*", "(x"}})
+        KestFuzz::Ask(text, q);
     return 0;
 }

@@ -2,12 +2,8 @@
 // to exactly the input, or is refused with empty pairs; and pairs taken from
 // the input bytes survive an encode/decode round trip.
 
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <vector>
-
 #include "Compiler/FeatureBlockEncoder.h"
+#include "FuzzSupport.h"
 #include "Ndf/eNdfFeatureIndex.h"
 
 using namespace Kest;

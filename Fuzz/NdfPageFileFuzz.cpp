@@ -7,19 +7,13 @@
 // inside the input), so that mutations reach the structure checks behind
 // them; the corruption tests cover the checksums themselves.
 
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-#include <vector>
-
-#include <unistd.h>
-
 #include "Base/NdfFormat.h"
 #include "Base/eCrc32.h"
+#include <array>
+
+#include "FuzzSupport.h"
 #include "Ndf/NdfBytes.h"
 #include "Ndf/eNdfPageReader.h"
-#include "Ndf/eNdfPool.h"
 #include "Ndf/eNdfRecordsetTabular.h"
 
 using namespace Kest;
@@ -29,7 +23,6 @@ namespace {
 
 constexpr std::uint16_t kFile = 1;
 volatile unsigned char s_sink = 0;
-std::string s_dir, s_path; // the working directory and its one file, removed at exit
 
 void RepairChecksums(std::vector<unsigned char>& b)
 {
@@ -62,22 +55,29 @@ void ReadPage(unsigned char* page, int size)
     eNdfPageReader::IsWellFormed(page, static_cast<std::uint32_t>(size));
 }
 
-template <class T>
-eArray<T> One(const T& value)
+// Gives the record set the runs (page, element, count).
+void SetRuns(eNdfRecordsetTabular& rs, const std::vector<std::array<std::uint32_t, 3>>& runs)
 {
-    eArray<T> array;
-    array.Add(value);
-    return array;
+    eArray<ueaddr_t> pids;
+    eArray<unsigned short> eids;
+    eArray<unsigned int> counts;
+    for (const auto& run : runs) {
+        pids.Add(ueaddr_t{run[0], kFile});
+        eids.Add(static_cast<unsigned short>(run[1]));
+        counts.Add(run[2]);
+    }
+    rs.SetPIDs(pids);
+    rs.SetEIDs(eids);
+    rs.SetEIDCounts(counts);
 }
 
-// Walks the run (page, element, count) and jumps into it.
-void Walk(eNdfPool& pool, std::uint32_t page, std::uint16_t element, std::uint32_t count)
+// Walks the run (page, element, count) and jumps into it; then single
+// records around it, walked in page order.
+void Walk(eNdfPool& pool, std::uint32_t page, std::uint32_t element, std::uint32_t count)
 {
     eNdfRecordsetTabular rs;
     rs.SetPool(&pool);
-    rs.SetPIDs(One(ueaddr_t{page, kFile}));
-    rs.SetEIDs(One(element));
-    rs.SetEIDCounts(One(count));
+    SetRuns(rs, {{page, element, count}});
     eString text;
     int steps = 0;
     for (bool ok = rs.MoveFirst(); ok && steps < 3000; ok = rs.MoveNext(), ++steps) {
@@ -87,19 +87,10 @@ void Walk(eNdfPool& pool, std::uint32_t page, std::uint16_t element, std::uint32
     rs.MoveTo(static_cast<int>(count / 2));
     rs.MoveTo(static_cast<int>(count) - 1);
     rs.GetFieldValue(0, text);
-
-    // Single records around the run, walked in page order.
-    eArray<ueaddr_t> pids;
-    eArray<unsigned short> eids;
-    eArray<unsigned int> ones;
-    for (std::uint32_t i = 0; i < 8; ++i) {
-        pids.Add(ueaddr_t{page + (i * 5) % 3, kFile});
-        eids.Add(static_cast<unsigned short>(element + i * 3));
-        ones.Add(1);
-    }
-    rs.SetPIDs(pids);
-    rs.SetEIDs(eids);
-    rs.SetEIDCounts(ones);
+    std::vector<std::array<std::uint32_t, 3>> singles;
+    for (std::uint32_t i = 0; i < 8; ++i)
+        singles.push_back({page + (i * 5) % 3, (element + i * 3) & 0xFFFF, 1});
+    SetRuns(rs, singles);
     rs.VisitInPageOrder([&](int id) {
         rs.GetFieldValue(id % 4, text);
         rs.GetGID();
@@ -115,26 +106,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::vector<unsigned char> bytes(data, data + size);
     ReadPage(bytes.data(), static_cast<int>(bytes.size())); // the input as one page
 
-    if (s_dir.empty()) {
-        char name[] = "/tmp/ndf-fuzz-XXXXXX";
-        if (!mkdtemp(name))
-            std::abort();
-        s_dir = std::string(name) + "/";
-        s_path = s_dir + std::to_string(kFile) + ".ndf";
-        std::atexit([] {
-            std::remove(s_path.c_str());
-            rmdir(s_dir.c_str());
-        });
-    }
     bytes.assign(data, data + size);
     RepairChecksums(bytes);
-    if (std::FILE* f = std::fopen(s_path.c_str(), "wb")) {
-        std::fwrite(bytes.data(), 1, bytes.size(), f);
-        std::fclose(f);
-    }
-    eNdfPool pool;
+    KestFuzz::WriteFile(std::to_string(kFile) + ".ndf", bytes.data(), bytes.size());
+    KestFuzz::Pool pool;
     pool.SetSize(4096);
-    pool.SetDataPath(s_dir.c_str());
     std::vector<unsigned char> buffer(kMaxPageSize);
     for (std::uint32_t p = 0; p < 16; ++p)
         if (pool.GetPageSize(ueaddr_t{p, kFile}) > 0 && pool.GetPage(ueaddr_t{p, kFile}, buffer.data(), static_cast<int>(buffer.size())))

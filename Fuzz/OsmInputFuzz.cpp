@@ -3,16 +3,10 @@
 // what the telephone index accepts or reports), and the two-pass reader on
 // the bytes as an XML or PBF file. The first byte chooses which.
 
-#include <cstddef>
-#include <cstdint>
-#include <fstream>
-#include <string>
-#include <unistd.h>
-#include <vector>
-
 #include "Compiler/OsmCategories.h"
 #include "Compiler/OsmReader.h"
 #include "Compiler/PhoneNumbers.h"
+#include "FuzzSupport.h"
 
 namespace {
 
@@ -51,9 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         break;
     }
     default: {
-        static const std::string base = "/tmp/osm-input-fuzz-" + std::to_string(getpid());
-        const std::string path = base + (data[0] % 4 == 2 ? ".osm" : ".osm.pbf");
-        std::ofstream(path, std::ios::binary).write(text.data(), static_cast<std::streamsize>(text.size()));
+        const std::string path = KestFuzz::WriteFile(data[0] % 4 == 2 ? "in.osm" : "in.osm.pbf", text.data(), text.size());
         static Kest::OsmCategories table;
         static const bool parsed = [] {
             std::string error;

@@ -1,11 +1,8 @@
 // Fuzzes the pinyin-initial and folding helpers on arbitrary bytes, taken as
 // a zero-terminated string (the copy ends at the first zero byte).
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
-#include <string>
 
+#include "FuzzSupport.h"
 #include "POIEngine/PinyinHelpers.h"
 
 using namespace Kest;

@@ -2,51 +2,16 @@
 // input is the file's text; the engine loads it and answers every list call
 // and code look-up on whatever it kept, a failed load included.
 
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-#include <vector>
-
-#include <sys/stat.h>
-#include <unistd.h>
-
+#include "FuzzSupport.h"
 #include "POIEngine/ePOIEngineManager.h"
 
 using namespace Kest;
 
-namespace {
-
-std::string s_dir;
-
-std::string SortFile() { return s_dir + "/POI/Around/POI_SORT.txt"; }
-
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    if (s_dir.empty()) {
-        char tmpl[] = "/tmp/poisort-fuzz-XXXXXX";
-        if (mkdtemp(tmpl) == nullptr)
-            std::abort();
-        s_dir = tmpl;
-        mkdir((s_dir + "/POI").c_str(), 0700);
-        mkdir((s_dir + "/POI/Around").c_str(), 0700);
-        std::atexit([] {
-            std::remove(SortFile().c_str());
-            rmdir((s_dir + "/POI/Around").c_str());
-            rmdir((s_dir + "/POI").c_str());
-            rmdir(s_dir.c_str());
-        });
-    }
-    std::FILE* fp = std::fopen(SortFile().c_str(), "wb");
-    if (fp == nullptr)
-        return 0;
-    std::fwrite(data, 1, size, fp);
-    std::fclose(fp);
-
+    KestFuzz::WriteFile("POI/Around/POI_SORT.txt", data, size);
     ePOIEngineManager engine;
-    engine.SetPoiPath(s_dir.c_str());
+    engine.SetPoiPath(KestFuzz::ScratchDir().c_str());
     engine.LoadPoiSort();
     char** list = nullptr;
     int count = 0;

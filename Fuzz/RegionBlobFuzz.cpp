@@ -5,13 +5,10 @@
 // The first input byte picks the mode: even takes the rest as a whole blob;
 // odd takes it as a blob body and puts a valid header and checksum in front,
 // so that the structure behind the checksum gets explored too.
-#include <cstdint>
-#include <cstdlib>
-#include <vector>
-
 #include "Base/NdfFormat.h"
 #include "Base/eCrc32.h"
 #include "Compiler/RegionEncoder.h"
+#include "FuzzSupport.h"
 #include "Geo/eRelPointRegion.h"
 #include "Ndf/eNdfRegion.h"
 

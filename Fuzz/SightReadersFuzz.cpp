@@ -10,7 +10,6 @@
 // names below it. The depth is byte 0 / 2 mod 12. Work is bounded so that a
 // loop in a file shows as a timeout.
 
-#include <cstring>
 #include <memory>
 #include <set>
 
@@ -33,11 +32,9 @@ constexpr std::uint16_t kFile = 110;
 // Every POI a query gives and pages out.
 std::multiset<std::uint32_t> Ask(eNdfIndexInitial& index, const std::string& initials)
 {
-    const eArray<eString> keys = KestFuzz::Keys({"ignored", initials.c_str()});
     eArray<ueglobal_addr_t> gids;
     eArray<unsigned int> nums;
-    eArray<eString> names;
-    if (!index.Query(keys, gids, nums, names))
+    if (!KestFuzz::Ask(index, {"ignored", initials.c_str()}, gids, nums))
         return {};
     index.GetQueryedCount();
     for (int round = 0; round < 200 && index.GetNextResult(gids.GetSize() + 3, gids, nums) > 0; ++round) {
@@ -50,14 +47,9 @@ std::multiset<std::uint32_t> Ask(eNdfIndexInitial& index, const std::string& ini
 
 void AskText(eNdfIndexSegFullText& index)
 {
-    const std::vector<std::vector<const char*>> queries = {
-        {"\xB1\xB1\xBE\xA9"}, {"\xB1\xB1 \xBE\xA9", "\xA3\xB3"}, {"(x"}, {}, {"p", "c", "\xB1\xB1"}};
-    for (const auto& q : queries) {
-        eArray<ueglobal_addr_t> addrs;
-        eArray<unsigned int> scores;
-        eArray<eString> names;
-        index.Query(KestFuzz::Keys(q), addrs, scores, names);
-    }
+    for (const auto& q : std::vector<std::vector<const char*>>{
+             {"\xB1\xB1\xBE\xA9"}, {"\xB1\xB1 \xBE\xA9", "\xA3\xB3"}, {"(x"}, {}, {"p", "c", "\xB1\xB1"}})
+        KestFuzz::Ask(index, q);
 }
 
 void Records(const std::uint8_t* data, std::size_t size, int depth)
@@ -65,8 +57,7 @@ void Records(const std::uint8_t* data, std::size_t size, int depth)
     ueglobal_addr_t first{};
     if (!KestFuzz::WriteRecords(kFile, data + 1, size - 1, depth, first))
         return;
-    eNdfPool pool;
-    pool.SetDataPath(eString(KestFuzz::ScratchDir().c_str()));
+    KestFuzz::Pool pool;
     eNdfIndexSightByPY sight;
     eNdfIndexPlaceNameByPY place;
     for (eNdfIndexInitial* index : {static_cast<eNdfIndexInitial*>(&sight), static_cast<eNdfIndexInitial*>(&place)}) {
@@ -111,20 +102,13 @@ void Names(const std::uint8_t* data, std::size_t size, int depth)
             std::abort();
         indexed.push_back(key);
     }
-    if (!writer.Write(KestFuzz::ScratchDir() + "110.ndf"))
+    ueglobal_addr_t root{}; // the header's first 8 bytes
+    std::FILE* fp = nullptr;
+    if (!writer.Write(KestFuzz::ScratchDir() + "110.ndf") ||
+        (fp = std::fopen((KestFuzz::ScratchDir() + "110.ndf").c_str(), "rb")) == nullptr || std::fread(&root, 1, 8, fp) != 8)
         std::abort();
-    const std::vector<unsigned char> header = [] {
-        std::vector<unsigned char> bytes(8);
-        std::FILE* fp = std::fopen((KestFuzz::ScratchDir() + "110.ndf").c_str(), "rb");
-        if (fp == nullptr || std::fread(bytes.data(), 1, 8, fp) != 8)
-            std::abort();
-        std::fclose(fp);
-        return bytes;
-    }();
-    ueglobal_addr_t root{};
-    std::memcpy(&root, header.data(), 8);
-    eNdfPool pool;
-    pool.SetDataPath(eString(KestFuzz::ScratchDir().c_str()));
+    std::fclose(fp);
+    KestFuzz::Pool pool;
     eNdfIndexSightByPY sight;
     Open(sight, pool, root, levels);
     std::set<std::string> prefixes;

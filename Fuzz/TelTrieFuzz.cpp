@@ -14,15 +14,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ueglobal_addr_t first{};
     if (size < 1 || !KestFuzz::WriteRecords(102, data + 1, size - 1, data[0] % 24, first))
         return 0;
-    eNdfPool pool;
-    pool.SetDataPath(eString(KestFuzz::ScratchDir().c_str()));
+    KestFuzz::Pool pool;
     eNdfIndexTelTrie trie;
     KestFuzz::Open(trie, pool, first, data[0] % 24);
     for (const char* typed : {"", "1", "12", "123", "0000", "13800138000", "9x", "1a2", "12345678901234567890123"}) {
         eArray<ueglobal_addr_t> gids;
         eArray<unsigned int> nums;
         eArray<eString> names;
-        trie.Query(KestFuzz::Keys({typed}), gids, nums, names);
+        KestFuzz::Ask(trie, {typed});
         unsigned int entries = 0;
         trie.QueryRuns(eString(typed), gids, nums, names, entries);
     }

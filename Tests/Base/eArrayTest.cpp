@@ -30,13 +30,6 @@ std::string Dump(const eArray<int>& a)
     return s;
 }
 
-// Exposes the grow-by step, which no public member sets, and the capacity.
-class SteppedArray : public eArray<int> {
-public:
-    explicit SteppedArray(int step) { m_nGrowBy = step; }
-    int capacity() const { return Capacity(); }
-};
-
 } // namespace
 
 TEST(eArray, AddAndAppendReturnIndexes)
@@ -101,26 +94,4 @@ TEST(eArray, BadIndexIsReportedWithTextAndLineThenRaisesOutOfRange)
     EXPECT_EQ("nSize>=0", rec.reports()[4].expression);
     EXPECT_EQ("nNewSize>=0", rec.reports()[5].expression); // the constructor resizes through SetSize
     EXPECT_EQ("0,10", Dump(a));
-}
-
-TEST(eArray, GrowthFollowsTheGrowByRules)
-{
-    // Step 0: the larger of what is needed and one and a half times the capacity.
-    SteppedArray a(0);
-    for (int i = 0; i < 5; ++i)
-        a.Add(i);
-    EXPECT_EQ(6, a.capacity()); // 1, 2, 3, 4, 6
-    a.SetSize(20);
-    EXPECT_EQ(20, a.capacity());
-    a.SetSize(3);
-    EXPECT_EQ(20, a.capacity()); // shrinking keeps the capacity
-    a.FreeExtra();
-    EXPECT_EQ(3, a.capacity());
-
-    // A positive step reserves whole steps.
-    SteppedArray b(4);
-    b.Add(1);
-    EXPECT_EQ(4, b.capacity());
-    b.SetSize(9); // 4 + (9 / 4 + 1) * 4
-    EXPECT_EQ(16, b.capacity());
 }

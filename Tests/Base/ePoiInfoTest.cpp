@@ -5,7 +5,6 @@
 #include <cstring>
 #include <string>
 
-#include "Base/ueglobal_addr_t.h"
 
 using namespace Kest;
 
@@ -45,18 +44,4 @@ TEST(ePoiInfo, AreaNamesLongerThan64BytesAreCutTo62)
     PoiSetAreaName(info, name.data(), 64);
     EXPECT_EQ(0xFFFFFF00u, info.nCode);
     EXPECT_EQ(0, std::memcmp(info.szAddress, name.data(), 64));
-}
-
-TEST(ueglobal_addr_t, PartsAndEquality)
-{
-    const ueglobal_addr_t a = MakeGlobalAddr(110, 70000, 513);
-    ueaddr_t page;
-    GetPid(page, a);
-    EXPECT_EQ(70000u, page.nPage);
-    EXPECT_EQ(110u, page.nFile);
-    EXPECT_EQ(513, GetEid(a));
-    EXPECT_TRUE(a == MakeGlobalAddr(110, 70000, 513));
-    EXPECT_FALSE(a == MakeGlobalAddr(111, 70000, 513)); // another file
-    EXPECT_FALSE(a == MakeGlobalAddr(110, 70001, 513)); // another page
-    EXPECT_TRUE(a != MakeGlobalAddr(110, 70000, 512));  // another element
 }

@@ -6,8 +6,6 @@
 
 #include <algorithm>
 
-#include "Base/NdfFormat.h"
-#include "Ndf/NdfBytes.h"
 #include "Support/NdfFiles.h"
 
 using namespace Kest;
@@ -31,12 +29,8 @@ protected:
         ASSERT_GE(m_pages, 5u);
     }
 
-    // Where the page table entry of `page` lies, and where the page itself.
-    std::size_t Entry(std::uint32_t page) const
-    {
-        return NdfBytes::Get64(&m_good[NdfFormat::kFileTableOffsetOffset]) + page * NdfFormat::kTableEntrySize;
-    }
-    std::size_t Page(std::uint32_t page) const { return NdfBytes::Get64(&m_good[Entry(page)]); }
+    std::size_t Entry(std::uint32_t page) const { return PageEntry(m_good, page); }
+    std::size_t Page(std::uint32_t page) const { return PageAt(m_good, page); }
 
     // The good file with the byte at `at` flipped by `mask`.
     std::vector<unsigned char> Flipped(std::size_t at, unsigned char mask) const

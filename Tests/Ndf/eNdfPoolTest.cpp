@@ -3,10 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <fstream>
-
-#include "Base/NdfFormat.h"
-#include "Ndf/NdfBytes.h"
 
 #include "Support/NdfFiles.h"
 
@@ -28,18 +24,9 @@ std::vector<ueglobal_addr_t> WritePages(const TempDir& dir, std::uint16_t file, 
 // Flips one byte in the middle of page `page` of the file, in place.
 void FlipInPage(const std::string& path, std::uint32_t page)
 {
-    std::fstream f(path, std::ios::in | std::ios::out | std::ios::binary);
-    unsigned char head[NdfFormat::kFileHeaderSize], entry[NdfFormat::kTableEntrySize];
-    f.read(reinterpret_cast<char*>(head), sizeof head);
-    f.seekg(static_cast<std::streamoff>(NdfBytes::Get64(head + NdfFormat::kFileTableOffsetOffset) +
-                                        page * NdfFormat::kTableEntrySize));
-    f.read(reinterpret_cast<char*>(entry), sizeof entry);
-    const auto at = static_cast<std::streamoff>(NdfBytes::Get64(entry) + 500);
-    char c = 0;
-    f.seekg(at);
-    f.get(c);
-    f.seekp(at);
-    f.put(static_cast<char>(c ^ 0x20));
+    std::vector<unsigned char> bytes = TempDir::Read(path);
+    bytes[PageAt(bytes, page) + 500] ^= 0x20;
+    TempDir::Write(path, bytes);
 }
 
 } // namespace

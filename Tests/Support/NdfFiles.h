@@ -8,7 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "Base/NdfFormat.h"
 #include "Compiler/PageFileWriter.h"
+#include "Ndf/NdfBytes.h"
 #include "Ndf/eNdfPool.h"
 #include "Ndf/eNdfRecordsetTabular.h"
 #include "Support/TempDir.h"
@@ -57,6 +59,17 @@ inline std::vector<Kest::ueglobal_addr_t> WriteRuns(const TempDir& dir, std::uin
         EXPECT_TRUE(writer.AppendRun(runs[i], first[i], pageStart)) << writer.GetError();
     EXPECT_TRUE(writer.Close()) << writer.GetError();
     return first;
+}
+
+// Where the page table entry of `page` of a page file's bytes lies, and
+// where the page itself.
+inline std::size_t PageEntry(const std::vector<unsigned char>& file, std::uint32_t page)
+{
+    return Kest::NdfBytes::Get64(&file[Kest::NdfFormat::kFileTableOffsetOffset]) + page * Kest::NdfFormat::kTableEntrySize;
+}
+inline std::size_t PageAt(const std::vector<unsigned char>& file, std::uint32_t page)
+{
+    return Kest::NdfBytes::Get64(&file[PageEntry(file, page)]);
 }
 
 // Gives the record set its runs (first record, count) as the three lists, or

@@ -14,6 +14,7 @@
 #include <regex>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Compiler/DataCompiler.h"
@@ -47,27 +48,22 @@ std::string JsonName(const std::string& line)
     return std::regex_search(line, m, std::regex("^\\{\"name\":\"([^\"]*)\"")) ? m[1].str() : "";
 }
 
-TEST(DataSetList, ResolvesWholeNamesThenUniqueParts)
+TEST(DataSetList, ResolvesWholeNamesThenUniquePartsAndRefusesMalformedLists)
 {
     DataSetList sets;
     std::string error;
     ASSERT_TRUE(sets.Parse("10\t北京市\n11\t上海市\r\n\n12\t北京市郊\n", error)) << error;
     ASSERT_EQ(sets.Sets().size(), 3u);
-    DataSetList::DataSet found;
-    EXPECT_EQ(sets.Resolve("北京市", found), DataSetList::Match::kFound); // whole name beats the longer one
-    EXPECT_EQ(found.number, 10);
-    EXPECT_EQ(sets.Resolve("上海", found), DataSetList::Match::kFound);
-    EXPECT_EQ(found.number, 11);
-    EXPECT_EQ(sets.Resolve("北京", found), DataSetList::Match::kAmbiguous);
-    EXPECT_EQ(sets.Resolve("天津", found), DataSetList::Match::kNone);
-    EXPECT_EQ(sets.Resolve("", found), DataSetList::Match::kNone);
+    using M = DataSetList::Match;
+    const std::vector<std::tuple<const char*, M, int>> cases = {
+        {"北京市", M::kFound, 10}, // the whole name beats the longer one
+        {"上海", M::kFound, 11}, {"北京", M::kAmbiguous, -1}, {"天津", M::kNone, -1}, {"", M::kNone, -1}};
+    for (const auto& [text, match, number] : cases) {
+        DataSetList::DataSet found;
+        EXPECT_EQ(sets.Resolve(text, found), match) << text;
+        EXPECT_TRUE(match != M::kFound || found.number == number) << text;
+    }
     EXPECT_EQ(sets.Names(), "北京市, 上海市, 北京市郊");
-}
-
-TEST(DataSetList, RefusesMalformedLists)
-{
-    DataSetList sets;
-    std::string error;
     for (const char* text : {"", "\n\n", "10 北京市\n", "x\t北京市\n", "10\t\n", "10x\t北京市\n", "-1\t北京市\n"})
         EXPECT_FALSE(sets.Parse(text, error)) << '"' << text << '"';
     EXPECT_FALSE(sets.Load("/nonexistent/datasets.txt", error));
@@ -94,86 +90,49 @@ protected:
     }
 };
 
-TEST_F(PoiCommand, SearchFailuresAndUsageErrors)
+// A refinement keeps exactly the hits that pass its test, among all hits of
+// the search: XH has more hits than the engine's first batch, so they must
+// all be loaded first; the text refinement keeps names holding the text at
+// an even byte (on whole GBK characters).
+TEST_F(PoiCommand, RefinementKeepsExactlyTheHitsThatPassItsTest)
 {
-    const TempDir scratch;
-    const std::string notData = scratch.Path("");
-    Result r = Invoke<SearchCommand>({"--data", notData, "initial", "--province", "北京", "BJ"});
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "poi search: " + notData + " is not a data directory (build one with: poi build SRC " + notData + ")\n");
-
-    r = Search({"--province", "天津", "BJ"});
-    EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("no data set for province '天津'"), std::string::npos) << r.err;
-
-    // Usage errors: two data sets and no province; bad numbers; a missing
-    // or unknown word; an empty refinement; text GBK cannot hold.
-    for (const std::vector<std::string>& args :
-         std::vector<std::vector<std::string>>{{"BJ"},
-                                               {"--province", "北京", "--limit", "-1", "BJ"},
-                                               {"--province", "北京", "--offset", "1x", "BJ"},
-                                               {"--province", "北京"},
-                                               {"--province", "北京", "--refine", "", "BJ"},
-                                               {"--province", "北京", "--colour", "BJ"},
-                                               {"--province", "😀", "BJ"}}) {
-        r = Search(args);
-        EXPECT_EQ(r.status, 2) << args.back() << ": " << r.err;
-        EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << r.err; // one line
+    const struct {
+        const char* kind;
+        const char* query;
+        const char* refine;
+        bool (*keeps)(const std::string& name);
+    } cases[] = {
+        {"initial", "XH", "xhy",
+         [](const std::string& name) {
+             std::unique_ptr<char[]> initials(GetPYInitials(GbkCodec::Gbk(name).c_str()));
+             return std::string(initials.get()).compare(0, 3, "XHY") == 0;
+         }},
+        {"text", "饭店", "路",
+         [](const std::string& name) {
+             const std::size_t at = GbkCodec::Gbk(name).find(GbkCodec::Gbk("路"));
+             return at != std::string::npos && at % 2 == 0;
+         }},
+    };
+    for (const auto& c : cases) {
+        const Result all = Search({"--province", "北京", "--json", "--limit", "100000", c.query}, c.kind);
+        ASSERT_EQ(all.status, 0) << all.err;
+        ASSERT_GT(all.lines.size(), 100u) << c.query;
+        std::vector<std::string> want;
+        for (std::size_t i = 1; i < all.lines.size(); ++i)
+            if (c.keeps(JsonName(all.lines[i])))
+                want.push_back(all.lines[i]);
+        ASSERT_FALSE(want.empty()) << c.query;
+        const Result refined =
+            Search({"--province", "北京", "--json", "--limit", "100000", "--refine", c.refine, c.query}, c.kind);
+        EXPECT_EQ(refined.lines[0], all.lines[0].substr(0, all.lines[0].size() - 1) + ",\"refine\":\"" + c.refine +
+                                        "\",\"refined\":" + std::to_string(want.size()) + "}");
+        EXPECT_EQ(std::vector<std::string>(refined.lines.begin() + 1, refined.lines.end()), want);
+        const std::string last = std::to_string(want.size() - 1);
+        const Result page =
+            Search({"--province", "北京", "--json", "--offset", last, "--limit", "9", "--refine", c.refine, c.query}, c.kind);
+        ASSERT_EQ(page.lines.size(), 2u);
+        EXPECT_EQ(page.lines[1], want.back());
     }
-    EXPECT_EQ(Invoke<SearchCommand>({"--data", notData, "telephone", "010"}).status, 2);
-}
-
-TEST_F(PoiCommand, JsonPagesMatchOneLongListAcrossTheFirstBatch)
-{
-    const Result all = Search({"--province", "北京", "--json", "--limit", "200", "B"});
-    ASSERT_EQ(all.status, 0) << all.err;
-    std::smatch m;
-    ASSERT_TRUE(std::regex_match(all.lines[0], m, std::regex("\\{\"next\":\"([a-z]*)\",\"count\":([0-9]+)\\}")))
-        << all.lines[0];
-    ASSERT_GT(std::stoi(m[2]), 200);
-    ASSERT_EQ(all.lines.size(), 201u);
-    const std::regex hit("\\{\"name\":\"[^\"]+\",\"lon\":1[12][0-9]\\.[0-9]{6},\"lat\":[34][0-9]\\.[0-9]{6},"
-                         "\"address\":\"北京市[^\"]+\",\"code\":[0-9]+\\}");
-    for (std::size_t i = 1; i < all.lines.size(); ++i)
-        ASSERT_TRUE(std::regex_match(all.lines[i], hit)) << all.lines[i];
-
-    // A page that starts beyond the first batch of 100, and one across it.
-    for (int offset : {150, 98}) {
-        const Result page = Search({"--province", "北京市", "--json", "--offset", std::to_string(offset), "--limit", "4", "b"});
-        ASSERT_EQ(page.status, 0) << page.err;
-        ASSERT_EQ(page.lines.size(), 5u);
-        EXPECT_EQ(page.lines[0], all.lines[0]);
-        for (int i = 0; i < 4; ++i)
-            EXPECT_EQ(page.lines[1 + i], all.lines[1 + offset + i]) << "offset " << offset;
-    }
-    // An offset past the end: the summary alone.
-    EXPECT_EQ(Search({"--province", "北京", "--json", "--offset", "100000", "B"}).lines.size(), 1u);
-}
-
-TEST_F(PoiCommand, RefinementKeepsEveryHitWhoseInitialsBeginWithTheText)
-{
-    // XH has more hits than the first batch, so the refinement only sees all
-    // of them when every hit was loaded first.
-    const Result all = Search({"--province", "北京", "--json", "--limit", "100000", "XH"});
-    ASSERT_EQ(all.status, 0) << all.err;
-    ASSERT_GT(all.lines.size(), 101u);
-    std::vector<std::string> want;
-    for (std::size_t i = 1; i < all.lines.size(); ++i) {
-        std::unique_ptr<char[]> initials(GetPYInitials(GbkCodec::Gbk(JsonName(all.lines[i])).c_str()));
-        if (std::string(initials.get()).compare(0, 3, "XHY") == 0)
-            want.push_back(all.lines[i]);
-    }
-    ASSERT_FALSE(want.empty());
-
-    const Result refined = Search({"--province", "北京", "--json", "--limit", "100000", "--refine", "xhy", "XH"});
-    ASSERT_EQ(refined.status, 0) << refined.err;
-    EXPECT_EQ(refined.lines[0], all.lines[0].substr(0, all.lines[0].size() - 1) +
-                                    ",\"refine\":\"xhy\",\"refined\":" + std::to_string(want.size()) + "}");
-    EXPECT_EQ(std::vector<std::string>(refined.lines.begin() + 1, refined.lines.end()), want);
-
-    const Result page = Search({"--province", "北京", "--json", "--offset", "1", "--limit", "1", "--refine", "XHY", "XH"});
-    ASSERT_EQ(page.lines.size(), 2u);
-    EXPECT_EQ(page.lines[1], want.at(1));
 }
 
 TEST_F(PoiCommand, StoreKeepsFavouritesAndHistoryAcrossRuns)
@@ -325,27 +284,6 @@ TEST(PoiStore, DamagedStoreIsReportedAndRestoredFromTheBackup)
     r = Store({"list", "--json"});
     EXPECT_EQ(r.status, 0) << r.err; // sound again
     EXPECT_EQ(r.lines.size(), 3u);
-}
-
-TEST_F(PoiCommand, TextSearchAndItsRefinement)
-{
-    const Result all = Search({"--province", "北京", "--json", "--limit", "1000", "饭店"}, "text");
-    ASSERT_EQ(all.status, 0) << all.err;
-    ASSERT_EQ(all.lines[0], "{\"count\":100}");
-    ASSERT_EQ(all.lines.size(), 101u);
-    // The refinement keeps the names holding 路 at an even byte position.
-    std::vector<std::string> want;
-    for (std::size_t i = 1; i < all.lines.size(); ++i) {
-        const std::string gbk = GbkCodec::Gbk(JsonName(all.lines[i]));
-        const auto at = gbk.find(GbkCodec::Gbk("路"));
-        if (at != std::string::npos && at % 2 == 0)
-            want.push_back(all.lines[i]);
-    }
-    const Result refined = Search({"--province", "北京", "--json", "--limit", "1000", "--refine", "路", "饭店"}, "text");
-    ASSERT_EQ(refined.status, 0) << refined.err;
-    EXPECT_EQ(refined.lines[0], "{\"count\":100,\"refine\":\"路\",\"refined\":" + std::to_string(want.size()) + "}");
-    EXPECT_EQ(std::vector<std::string>(refined.lines.begin() + 1, refined.lines.end()), want);
-    EXPECT_EQ(Search({"--province", "北京", ""}, "text").status, 2);
 }
 
 // One data set of two cities, compiled by the real compiler: the hints for
