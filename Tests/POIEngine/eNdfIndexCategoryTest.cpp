@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -13,6 +12,7 @@
 #include "Ndf/eNdfPool.h"
 #include "POIEngine/eNdfIndexCategory.h"
 #include "Support/CategoryOracle.h"
+#include "Support/IndexOpen.h"
 #include "Support/NdfFiles.h"
 #include "Support/TempDir.h"
 
@@ -66,29 +66,11 @@ protected:
         Open(reader);
     }
 
-    void Open(eNdfIndexCategory& index)
-    {
-        pool.SetDataPath(DataDir(*m_dir).c_str());
-        std::FILE* fp = std::fopen(NdfFile(*m_dir, kFile).c_str(), "rb");
-        ueglobal_addr_t root{};
-        int depth = 0;
-        if (fp != nullptr) {
-            EXPECT_EQ(std::fread(&root, 1, 8, fp), 8u);
-            EXPECT_EQ(std::fread(&depth, 1, 4, fp), 4u);
-            std::fclose(fp);
-        }
-        EXPECT_EQ(depth, NdfFormat::kCategoryIndexDepth);
-        index.SetGID(root);
-        index.SetDepth(depth);
-        index.SetDataPath(DataDir(*m_dir).c_str());
-        index.SetPool(&pool);
-    }
+    void Open(eNdfIndexCategory& index) { OpenIndex(index, pool, DataDir(*m_dir), kFile); }
 
     Answer Ask(eNdfIndexCategory& index, const std::vector<std::string>& keyList)
     {
-        eArray<eString> keys;
-        for (const auto& k : keyList)
-            keys.Add(eString(k.c_str()));
+        const eArray<eString> keys = KeyArray(keyList);
         eArray<ueglobal_addr_t> gids;
         eArray<unsigned int> nums;
         eArray<eString> names;

@@ -16,6 +16,7 @@
 #include "Compiler/PageFileWriter.h"
 #include "Ndf/eNdfPool.h"
 #include "POIEngine/eNdfIndexDistrict.h"
+#include "Support/IndexOpen.h"
 #include "Support/NdfFiles.h"
 #include "Support/TempDir.h"
 
@@ -50,21 +51,7 @@ Area Parent(std::vector<Part> parts, int children)
 
 // A reader over file 101 of a directory, with its header's root and count.
 struct Opened {
-    explicit Opened(const std::string& dir)
-    {
-        pool.SetDataPath(dir.c_str());
-        const std::vector<unsigned char> bytes = TempDir::Read(dir + std::to_string(NdfFormat::kDistrictFileId) + ".ndf");
-        ueglobal_addr_t root{};
-        std::int32_t count = 0;
-        if (bytes.size() >= 12) {
-            std::memcpy(&root, bytes.data(), 8);
-            std::memcpy(&count, bytes.data() + 8, 4);
-        }
-        index.SetGID(root);
-        index.SetDepth(count);
-        index.SetDataPath(dir.c_str());
-        index.SetPool(&pool);
-    }
+    explicit Opened(const std::string& dir) { OpenIndex(index, pool, dir, NdfFormat::kDistrictFileId); }
     unsigned int Code(double x, double y)
     {
         unsigned int code = 12345;

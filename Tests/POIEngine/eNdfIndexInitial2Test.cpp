@@ -15,6 +15,7 @@
 #include "Compiler/PageFileWriter.h"
 #include "Ndf/eNdfPool.h"
 #include "POIEngine/eNdfIndexInitial2.h"
+#include "Support/IndexOpen.h"
 #include "Support/NdfFiles.h"
 #include "Support/TempDir.h"
 
@@ -68,27 +69,12 @@ protected:
         Open(reader);
     }
 
-    void Open(eNdfIndexInitial2& index, const TempDir& from)
-    {
-        pool.SetDataPath(DataDir(from).c_str());
-        const std::vector<unsigned char> head = TempDir::Read(NdfFile(from, kFile));
-        ASSERT_GE(head.size(), 12u);
-        ueglobal_addr_t root{};
-        int depth = 0;
-        std::memcpy(&root, head.data(), 8);
-        std::memcpy(&depth, head.data() + 8, 4);
-        index.SetGID(root);
-        index.SetDepth(depth);
-        index.SetDataPath(DataDir(from).c_str());
-        index.SetPool(&pool);
-    }
+    void Open(eNdfIndexInitial2& index, const TempDir& from) { OpenIndex(index, pool, DataDir(from), kFile); }
     void Open(eNdfIndexInitial2& index) { Open(index, dir); }
 
     Result Ask(const std::vector<std::string>& keyList)
     {
-        eArray<eString> keys;
-        for (const auto& k : keyList)
-            keys.Add(eString(k.c_str()));
+        const eArray<eString> keys = KeyArray(keyList);
         eArray<ueglobal_addr_t> gids;
         eArray<unsigned int> nums;
         eArray<eString> names;
@@ -144,10 +130,7 @@ TEST_F(Initial2Test, NextResultCountsWhatTheCallerLeftInTheList)
     std::vector<Row> rows(15, Row{"ab", 1});
     rows.push_back({"abc", 1});
     Write(rows);
-    eArray<eString> keys;
-    keys.Add("*");
-    keys.Add("*");
-    keys.Add("A");
+    const eArray<eString> keys = KeyArray({"*", "*", "A"});
     eArray<ueglobal_addr_t> gids;
     eArray<unsigned int> nums;
     eArray<eString> names;
@@ -259,10 +242,7 @@ TEST_F(Initial2Test, BrokenRecordsFailWithoutCrashing)
     WriteByHand(other, badCity, {ResultRecord(1, 0, 1)});
     Reader second;
     Open(second, other);
-    eArray<eString> keys;
-    keys.Add("*");
-    keys.Add("c");
-    keys.Add("A");
+    const eArray<eString> keys = KeyArray({"*", "c", "A"});
     eArray<ueglobal_addr_t> gids;
     eArray<unsigned int> nums;
     eArray<eString> names;

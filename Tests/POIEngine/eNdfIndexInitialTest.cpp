@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -14,6 +13,7 @@
 #include "Compiler/FeatureBlockEncoder.h"
 #include "Compiler/GbkCodec.h"
 #include "Compiler/InitialIndexWriter.h"
+#include "Support/IndexOpen.h"
 #include "Support/NdfFiles.h"
 
 using namespace Kest;
@@ -34,28 +34,12 @@ struct Result {
     std::vector<std::string> names;
 };
 
-// A reader over file kFile, opened as the engine opens it: root and depth
-// from the file's first 12 bytes.
 struct Index {
     TempDir dir;
     eNdfPool pool;
     eNdfIndexInitial reader;
 
-    void Open()
-    {
-        const std::vector<unsigned char> bytes = TempDir::Read(NdfFile(dir, kFile));
-        ueglobal_addr_t root = MakeGlobalAddr(kFile, 0, 0);
-        std::int32_t depth = 3;
-        if (bytes.size() >= 12) {
-            std::memcpy(&root, bytes.data(), 8);
-            std::memcpy(&depth, bytes.data() + 8, 4);
-        }
-        pool.SetDataPath(DataDir(dir).c_str());
-        reader.SetGID(root);
-        reader.SetDepth(depth);
-        reader.SetDataPath(DataDir(dir).c_str());
-        reader.SetPool(&pool);
-    }
+    void Open() { OpenIndex(reader, pool, DataDir(dir), kFile); }
     void Write(InitialIndexWriter& writer)
     {
         ASSERT_TRUE(writer.Write(NdfFile(dir, kFile))) << writer.GetError();
@@ -63,9 +47,7 @@ struct Index {
     }
     Result Query(const std::vector<std::string>& keys)
     {
-        eArray<eString> k;
-        for (const std::string& key : keys)
-            k.Add(eString(key.data(), static_cast<int>(key.size())));
+        const eArray<eString> k = KeyArray(keys);
         eArray<ueglobal_addr_t> gids;
         eArray<unsigned int> nums;
         eArray<eString> names;

@@ -16,6 +16,7 @@
 
 #include "Compiler/InitialIndexWriter.h"
 #include "POIEngine/eNdfIndexPlaceNameByPY.h"
+#include "Support/IndexOpen.h"
 #include "Support/NdfFiles.h"
 
 using namespace Kest;
@@ -50,24 +51,12 @@ protected:
             reader = std::make_unique<eNdfIndexSightByPY>();
         else
             reader = std::make_unique<eNdfIndexPlaceNameByPY>();
-        const std::vector<unsigned char> bytes = TempDir::Read(NdfFile(dir, kFile));
-        ASSERT_GE(bytes.size(), 12u);
-        ueglobal_addr_t root{};
-        std::int32_t depth = 0;
-        std::memcpy(&root, bytes.data(), 8);
-        std::memcpy(&depth, bytes.data() + 8, 4);
         pool = std::make_unique<eNdfPool>(); // a fresh cache for the new file
-        pool->SetDataPath(DataDir(dir).c_str());
-        reader->SetGID(root);
-        reader->SetDepth(depth);
-        reader->SetDataPath(DataDir(dir).c_str());
-        reader->SetPool(pool.get());
+        OpenIndex(*reader, *pool, DataDir(dir), kFile);
     }
     Result Query(const std::vector<std::string>& keys)
     {
-        eArray<eString> k;
-        for (const std::string& key : keys)
-            k.Add(eString(key.c_str()));
+        const eArray<eString> k = KeyArray(keys);
         eArray<ueglobal_addr_t> gids;
         eArray<unsigned int> nums;
         eArray<eString> names;

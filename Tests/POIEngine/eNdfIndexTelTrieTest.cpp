@@ -18,16 +18,16 @@
 #include "Ndf/eNdfRecordsetTabular.h"
 #include "POIEngine/ePOIEngineManager.h"
 #include "POIEngine/eNdfIndexTelTrie.h"
-#include "Support/TempDir.h"
+#include "Support/IndexOpen.h"
 
 using namespace Kest;
-using KestTest::TempDir;
+using namespace KestTest;
 
 namespace {
 
 // Writes "<root>/POI/Tel/" with one POI per number; the POI's longitude is
 // its position in `numbers`, so hits can be told apart.
-void WriteTel(const std::string& root, std::vector<std::string> numbers, int depth = 0,
+void WriteTel(const std::string& root, std::vector<std::string> numbers,
               std::uint32_t pageSize = NdfFormat::kDefaultTargetPageSize)
 {
     const std::string dir = root + "/POI/Tel/";
@@ -35,13 +35,11 @@ void WriteTel(const std::string& root, std::vector<std::string> numbers, int dep
     std::vector<std::size_t> order(numbers.size());
     for (std::size_t i = 0; i < order.size(); ++i)
         order[i] = i;
-    auto cut = [&](const std::string& n) { return depth > 0 ? n.substr(0, static_cast<std::size_t>(depth)) : n; };
-    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-        return TelTrieWriter::StoreOrder(cut(numbers[a]), cut(numbers[b]));
-    });
+    std::stable_sort(order.begin(), order.end(),
+                     [&](std::size_t a, std::size_t b) { return TelTrieWriter::StoreOrder(numbers[a], numbers[b]); });
     PoiStoreWriter store(NdfFormat::kTelStoreFileId, 256);
     ASSERT_TRUE(store.Open(dir + "1.ndf"));
-    TelTrieWriter trie(NdfFormat::kTelIndexFileId, depth, pageSize);
+    TelTrieWriter trie(NdfFormat::kTelIndexFileId, 0, pageSize);
     for (std::size_t i : order) {
         PoiStoreRecord record;
         record.name = "poi" + numbers[i];
@@ -58,18 +56,8 @@ void WriteTel(const std::string& root, std::vector<std::string> numbers, int dep
 struct Reader {
     explicit Reader(const std::string& root)
     {
-        const std::string dir = root + "/POI/Tel/";
         pool.SetSize(1 << 20);
-        pool.SetDataPath(dir.c_str());
-        const auto bytes = TempDir::Read(dir + "102.ndf");
-        if (bytes.size() >= 12) {
-            ueglobal_addr_t gid;
-            std::copy(bytes.begin(), bytes.begin() + 8, reinterpret_cast<unsigned char*>(&gid));
-            trie.SetGID(gid);
-            trie.SetDepth(bytes[8] | bytes[9] << 8 | bytes[10] << 16 | bytes[11] << 24);
-        }
-        trie.SetDataPath(dir.c_str());
-        trie.SetPool(&pool);
+        OpenIndex(trie, pool, root + "/POI/Tel/", NdfFormat::kTelIndexFileId);
     }
 
     struct Answer {
@@ -77,7 +65,6 @@ struct Reader {
         std::vector<unsigned> entries;   // counts, one per hit entry
         std::vector<std::uint32_t> pois; // the hits' longitudes, record by record
         std::string next;
-        bool operator==(const Answer& o) const { return ok == o.ok && pois == o.pois && next == o.next; }
     };
 
     Answer Expand(bool ok, const eArray<ueglobal_addr_t>& gids, const eArray<unsigned>& nums,
@@ -102,21 +89,11 @@ struct Reader {
 
     Answer Query(const std::string& number)
     {
-        eArray<eString> keys;
-        keys.Add(eString(number.c_str()));
+        const eArray<eString> keys = KeyArray({number});
         eArray<ueglobal_addr_t> gids;
         eArray<unsigned> nums;
         eArray<eString> names;
         const bool ok = trie.Query(keys, gids, nums, names) != 0;
-        return Expand(ok, gids, nums, names);
-    }
-
-    Answer Runs(const std::string& number, unsigned& entries)
-    {
-        eArray<ueglobal_addr_t> gids;
-        eArray<unsigned> nums;
-        eArray<eString> names;
-        const bool ok = trie.QueryRuns(eString(number.c_str()), gids, nums, names, entries) != 0;
         return Expand(ok, gids, nums, names);
     }
 
@@ -151,9 +128,6 @@ TEST(eNdfIndexTelTrie, AnswersAsTheTrieOrdersThem)
         EXPECT_EQ(a.ok, c.ok);
         EXPECT_EQ(a.pois, c.pois);
         EXPECT_EQ(a.next, c.next);
-        unsigned entries = 0;
-        EXPECT_TRUE(reader.Runs(c.typed, entries) == a);
-        EXPECT_EQ(entries, a.entries.size());
     }
     // Two POIs of one number are one entry of count 2.
     EXPECT_EQ(reader.Query("1380").entries, (std::vector<unsigned>{2, 1}));
@@ -261,7 +235,7 @@ TEST(eNdfIndexTelTrie, DamagedFilesFailCleanly)
         numbers.push_back(n);
     }
     TempDir dir;
-    WriteTel(dir.Path("d"), numbers, 0, 256);
+    WriteTel(dir.Path("d"), numbers, 256);
     const std::string file = dir.Path("d/POI/Tel/102.ndf");
     const std::vector<unsigned char> good = TempDir::Read(file);
     const std::uint32_t pages = good[NdfFormat::kFilePageCountOffset] | good[NdfFormat::kFilePageCountOffset + 1] << 8;
