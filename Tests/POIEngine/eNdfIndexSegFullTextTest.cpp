@@ -1,6 +1,8 @@
-// The search by Chinese text end to end: a small dictionary, a POI store and
-// a full-text index written with the real writers, queried through the
-// engine manager.
+// The search by Chinese text on a small dictionary, POI store and full-text
+// index written with the real writers, through the engine manager: the
+// quirks (widened digits and letters, the first batch, words at an odd byte
+// refused by the refinement). Ordinary answers are compared with a plain
+// oracle over the sample by TextDifferentialTest.
 
 #include <gtest/gtest.h>
 
@@ -92,34 +94,6 @@ protected:
     TempDir dir;
     Engine engine;
 };
-
-TEST_F(FullTextTest, WordsOfOnePieceFollowOneAnother)
-{
-    // 北京大学 is a word of its own: only names holding it in sequence.
-    ASSERT_TRUE(Text("北京大学"));
-    EXPECT_EQ(Names(), (std::multiset<std::string>{"北京大学饭店"}));
-    // Two pieces: each anywhere in the name.
-    ASSERT_TRUE(Text("北京 大学"));
-    EXPECT_EQ(Names(), (std::multiset<std::string>{"北京大学饭店", "北京师范大学", "大学北京"}));
-    // 北京师范 in sequence, then 大学 right behind it.
-    ASSERT_TRUE(Text("北京师范大学"));
-    EXPECT_EQ(Names(), (std::multiset<std::string>{"北京师范大学"}));
-    ASSERT_TRUE(Text("大学北京"));
-    EXPECT_EQ(Names(), (std::multiset<std::string>{"大学北京"}));
-    // A single hanzi is found inside the words of a name too.
-    ASSERT_TRUE(Text("店", "海淀"));
-    EXPECT_EQ(Names(), (std::multiset<std::string>{"北京大学饭店", "小店"}));
-    // Ranked by where the match ends (bytes of the indexed, widened name),
-    // across districts.
-    ASSERT_TRUE(Text("北京"));
-    std::vector<std::string> order;
-    for (int i = 0; i < engine.GetPOICount(0); ++i) {
-        ePoiInfo info{};
-        ASSERT_TRUE(engine.GetPOIInfo(0, i, info));
-        order.push_back(GbkCodec::Utf8(info.szName));
-    }
-    EXPECT_EQ(order, (std::vector<std::string>{"北京大学饭店", "北京师范大学", "A北京饭店", "大学北京"}));
-}
 
 TEST_F(FullTextTest, TypedDigitsAndLettersAreWidened)
 {

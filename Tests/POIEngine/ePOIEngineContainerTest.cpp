@@ -75,9 +75,9 @@ protected:
         return s;
     }
     // The frequencies as History.poi holds them.
-    std::vector<int> FileFrequencies()
+    std::vector<int> FileFrequencies(const char* name = "History.poi")
     {
-        const std::string b = Bytes(dir / "History.poi");
+        const std::string b = Bytes(dir / name);
         std::vector<int> f;
         for (std::size_t at = 152; at + 4 <= b.size(); at += 156) {
             int v;
@@ -101,61 +101,56 @@ protected:
 
 } // namespace
 
-TEST_F(ePOIEngineContainerTest, FavouritesAreShownNewestFirstAndKeepDuplicates)
+// Favourites: newest first, duplicates kept, every change saved in memory
+// order (oldest first). History: a new place comes first among the places
+// used once; a reused one passes those of equal use, not the more used; its
+// stored record is kept and it is saved only by the next saving change.
+TEST_F(ePOIEngineContainerTest, OrderAndSavingRules)
 {
     EXPECT_EQ(0, store.AddPOI(CONTAINER_FAVORITE, Poi("a")));
     EXPECT_EQ(1, store.AddPOI(CONTAINER_FAVORITE, Poi("b")));
     EXPECT_EQ(2, store.AddPOI(CONTAINER_FAVORITE, Poi("a"))); // memory position, not index
-    EXPECT_EQ("a,b,a", Names(CONTAINER_FAVORITE));
     EXPECT_TRUE(store.ModifyPOI(CONTAINER_FAVORITE, 0, Poi("c")));
     EXPECT_TRUE(store.RemovePOI(CONTAINER_FAVORITE, 2)); // the oldest
-    EXPECT_EQ("c,b", Names(CONTAINER_FAVORITE));
-    ePoiInfo out;
-    EXPECT_FALSE(store.GetPOIInfo(CONTAINER_FAVORITE, 2, out));
     EXPECT_FALSE(store.RemovePOI(CONTAINER_FAVORITE, -1));
-    // Every change was saved: the file holds memory order, oldest first.
+    EXPECT_EQ("c,b", Names(CONTAINER_FAVORITE));
     EXPECT_EQ(2u * 152u, Bytes(dir / "Favorite.poi").size());
     EXPECT_EQ('b', Bytes(dir / "Favorite.poi")[0]);
-}
 
-TEST_F(ePOIEngineContainerTest, NewHistoryPlaceComesFirstAmongPlacesUsedOnce)
-{
-    // Frequencies 3, 1, 1: a new place goes to position 1.
     UseHistory({{"x", 3}, {"y", 1}, {"z", 1}});
-    EXPECT_EQ("x,z,y", Names(CONTAINER_HISTORY));
     EXPECT_EQ(1, store.AddPOI(CONTAINER_HISTORY, Poi("n")));
     EXPECT_EQ("x,n,z,y", Names(CONTAINER_HISTORY));
     EXPECT_EQ((std::vector<int>{3, 1, 1, 1}), FileFrequencies());
+    const std::string saved = Bytes(dir / "History.poi");
+    ePoiInfo changed = Poi("z", 777);
+    std::strcpy(changed.szAddress, "ignored");
+    EXPECT_EQ(1, store.AddPOI(CONTAINER_HISTORY, changed)); // z: 2, passes n and y (1), not x (3)
+    EXPECT_EQ(1, store.AddPOI(CONTAINER_HISTORY, Poi("y"))); // y: 2, passes z (2, equal)
+    EXPECT_EQ("x,y,z,n", Names(CONTAINER_HISTORY));
+    ePoiInfo kept;
+    ASSERT_TRUE(store.GetPOIInfo(CONTAINER_HISTORY, 2, kept));
+    EXPECT_STREQ("area of z", kept.szAddress);
+    EXPECT_EQ(0, kept.nUserData);
+    store.AddPOI(CONTAINER_FAVORITE, Poi("f")); // saves favourites only
+    EXPECT_EQ(saved, Bytes(dir / "History.poi"));
+    EXPECT_TRUE(store.RemovePOI(CONTAINER_HISTORY, 3));
+    EXPECT_EQ((std::vector<int>{3, 2, 2}), FileFrequencies());
 
-    // When every frequency is 1, at position 0.
+    // When every use count is 1, a new place goes to position 0.
     store.RemoveAllPOI(CONTAINER_HISTORY);
     EXPECT_EQ(0, store.AddPOI(CONTAINER_HISTORY, Poi("p")));
     EXPECT_EQ(0, store.AddPOI(CONTAINER_HISTORY, Poi("q")));
     EXPECT_EQ("q,p", Names(CONTAINER_HISTORY));
-}
 
-TEST_F(ePOIEngineContainerTest, ReusedHistoryPlaceMovesPastEqualButNotMoreFrequent)
-{
-    UseHistory({{"a", 3}, {"b", 2}, {"c", 1}, {"d", 1}});
-    EXPECT_EQ("a,b,d,c", Names(CONTAINER_HISTORY));
-    const std::string savedBefore = Bytes(dir / "History.poi");
-
-    // c becomes 2: passes d (1) and b (2, equal), stops below a (3).
-    ePoiInfo changed = Poi("c", 777);
-    std::strcpy(changed.szAddress, "ignored");
-    EXPECT_EQ(1, store.AddPOI(CONTAINER_HISTORY, changed));
-    EXPECT_EQ("a,c,b,d", Names(CONTAINER_HISTORY));
-    ePoiInfo kept;
-    ASSERT_TRUE(store.GetPOIInfo(CONTAINER_HISTORY, 1, kept));
-    EXPECT_STREQ("area of c", kept.szAddress); // the stored record is kept
-    EXPECT_EQ(0, kept.nUserData);
-
-    // Not saved until the next change that saves.
-    EXPECT_EQ(savedBefore, Bytes(dir / "History.poi"));
-    store.AddPOI(CONTAINER_FAVORITE, Poi("f")); // saves favourites only
-    EXPECT_EQ(savedBefore, Bytes(dir / "History.poi"));
-    EXPECT_TRUE(store.RemovePOI(CONTAINER_HISTORY, 3));
-    EXPECT_EQ((std::vector<int>{3, 2, 2}), FileFrequencies());
+    // The use count saturates at the largest integer.
+    ePoiInfo often = Poi("often");
+    int most = INT_MAX;
+    WriteBytes(dir / "History.poi", std::string(reinterpret_cast<const char*>(&often), 152) +
+                                        std::string(reinterpret_cast<const char*>(&most), 4));
+    ASSERT_TRUE(store.LoadPOI(CONTAINER_HISTORY));
+    EXPECT_EQ(0, store.AddPOI(CONTAINER_HISTORY, often));
+    ASSERT_TRUE(store.SavePOI(CONTAINER_HISTORY));
+    EXPECT_EQ((std::vector<int>{INT_MAX}), FileFrequencies());
 }
 
 TEST_F(ePOIEngineContainerTest, StoreFilesRoundTripByteForByte)
@@ -169,7 +164,6 @@ TEST_F(ePOIEngineContainerTest, StoreFilesRoundTripByteForByte)
     UseHistory({{"h1", 2}, {"h2", 1}});
     const std::string fav = Bytes(dir / "Favorite.poi");
     const std::string his = Bytes(dir / "History.poi");
-    ASSERT_EQ(2u * 152u, fav.size());
     ASSERT_EQ(2u * 156u, his.size());
     EXPECT_EQ(0, std::memcmp(fav.data(), &odd, 152));
 
@@ -178,10 +172,6 @@ TEST_F(ePOIEngineContainerTest, StoreFilesRoundTripByteForByte)
     ASSERT_TRUE(again.LoadPOI(CONTAINER_HISTORY));
     ASSERT_TRUE(again.LoadPOI(CONTAINER_FAVORITE));
     ASSERT_TRUE(again.LoadPOI(CONTAINER_HISTORY)); // frequencies back after favourites
-    ePoiInfo first;
-    ASSERT_TRUE(again.GetPOIInfo(CONTAINER_FAVORITE, 1, first));
-    EXPECT_EQ(0, std::memcmp(&first, &odd, 152));
-
     ASSERT_TRUE(again.SavePOI(CONTAINER_FAVORITE));
     ASSERT_TRUE(again.SavePOI(CONTAINER_HISTORY));
     EXPECT_EQ(fav, Bytes(dir / "Favorite.poi"));
@@ -189,6 +179,15 @@ TEST_F(ePOIEngineContainerTest, StoreFilesRoundTripByteForByte)
     // Each save kept the previous file as its backup.
     EXPECT_EQ(fav, Bytes(dir / "Favorite.poibak"));
     EXPECT_EQ(his, Bytes(dir / "History.poibak"));
+
+    // An unwritable path fails the save and keeps memory; no path fails both.
+    store.SetDataPath((dir.string() + "/missing/").c_str());
+    EXPECT_FALSE(store.SavePOI(CONTAINER_FAVORITE));
+    EXPECT_FALSE(store.LoadPOI(CONTAINER_FAVORITE));
+    EXPECT_EQ(2, store.GetPOICount(CONTAINER_FAVORITE));
+    ePOIEngineContainer noPath;
+    EXPECT_FALSE(noPath.SavePOI(CONTAINER_FAVORITE));
+    EXPECT_FALSE(noPath.LoadPOI(CONTAINER_HISTORY));
 }
 
 TEST_F(ePOIEngineContainerTest, LoadingFavouritesClearsHistoryFrequencies)
@@ -209,28 +208,13 @@ TEST_F(ePOIEngineContainerTest, LoadingFavouritesClearsHistoryFrequencies)
     EXPECT_EQ("..\\..\\..\\Src\\POIEngine\\ePOIEngineContainer.cpp", rec.reports()[0].file);
     store.AddPOI(CONTAINER_HISTORY, Poi("a")); // an existing name: no crash, reported again
     EXPECT_EQ(2u, rec.reports().size());
-
     ASSERT_TRUE(store.LoadPOI(CONTAINER_HISTORY));
     EXPECT_TRUE(store.SavePOI(CONTAINER_HISTORY));
 }
 
-TEST_F(ePOIEngineContainerTest, UnwritablePathFailsTheSaveAndKeepsMemory)
-{
-    store.SetDataPath((dir.string() + "/missing/").c_str());
-    EXPECT_EQ(0, store.AddPOI(CONTAINER_FAVORITE, Poi("a"))); // kept in memory
-    EXPECT_FALSE(store.SavePOI(CONTAINER_FAVORITE));
-    EXPECT_EQ("a", Names(CONTAINER_FAVORITE));
-    EXPECT_FALSE(store.LoadPOI(CONTAINER_FAVORITE)); // nothing to load: memory unchanged
-    EXPECT_EQ(1, store.GetPOICount(CONTAINER_FAVORITE));
-
-    ePOIEngineContainer noPath;
-    EXPECT_FALSE(noPath.SavePOI(CONTAINER_FAVORITE));
-    EXPECT_FALSE(noPath.LoadPOI(CONTAINER_HISTORY));
-}
-
 namespace {
 
-// Counts the adds and saves that go through the virtual table.
+// Counts the adds that go through the virtual table.
 class CountingContainer : public ePOIEngineContainer {
 public:
     int AddPOI(ContainerType type, const ePoiInfo& info) override
@@ -238,45 +222,25 @@ public:
         ++adds;
         return ePOIEngineContainer::AddPOI(type, info);
     }
-    bool SavePOI(ContainerType type) override
-    {
-        ++saves;
-        return ePOIEngineContainer::SavePOI(type);
-    }
     int adds = 0;
-    int saves = 0;
 };
 
 } // namespace
 
+// AppendPOI adds each whole record of a file through the virtual table; use
+// counts come from the adding rules (1 each), not from the file.
 TEST_F(ePOIEngineContainerTest, AppendPOIAddsThroughTheVirtualTableAndRebuildsFrequencies)
 {
     UseHistory({{"a", 3}, {"b", 1}});
     const fs::path other = dir / "other.poi";
-    fs::copy_file(dir / "History.poi", other);
-
+    WriteBytes(other, Bytes(dir / "History.poi") + std::string(100, 'x')); // a trailing partial record
     CountingContainer target;
     target.SetDataPath((dir.string() + "/t_").c_str());
     EXPECT_FALSE(target.AppendPOI(CONTAINER_HISTORY, ""));
     EXPECT_FALSE(target.AppendPOI(CONTAINER_HISTORY, (dir / "missing.poi").string().c_str()));
-    EXPECT_EQ(0, target.adds);
-
     ASSERT_TRUE(target.AppendPOI(CONTAINER_HISTORY, other.string().c_str()));
     EXPECT_EQ(2, target.adds);
-    EXPECT_EQ(3, target.saves); // one per new place, one at the end
-    // Frequencies come from the adding rules (1 each), not from the file.
-    const std::string saved = Bytes(dir / "t_History.poi");
-    ASSERT_EQ(2u * 156u, saved.size());
-    int f0, f1;
-    std::memcpy(&f0, saved.data() + 152, 4);
-    std::memcpy(&f1, saved.data() + 308, 4);
-    EXPECT_EQ(1, f0);
-    EXPECT_EQ(1, f1);
-    // A trailing partial record is not added.
-    WriteBytes(other, Bytes(other) + std::string(100, 'x'));
-    target.adds = 0;
-    ASSERT_TRUE(target.AppendPOI(CONTAINER_HISTORY, other.string().c_str()));
-    EXPECT_EQ(2, target.adds);
+    EXPECT_EQ((std::vector<int>{1, 1}), FileFrequencies("t_History.poi"));
 }
 
 // ---- Crash safety -------------------------------------------------------
@@ -461,9 +425,11 @@ TEST_F(ePOIEngineContainerTest, DamagedFileIsReportedKeptFromTheBackupAndRestore
         std::string r(reinterpret_cast<const char*>(&info), 152);
         return frequency ? r + std::string(reinterpret_cast<const char*>(&frequency), 4) : r;
     };
-    ePoiInfo gbk64 = Poi(""), cutGbk = Poi(""), notGbk = Poi(""), nan = Poi("nan"), inf = Poi("inf");
+    ePoiInfo gbk64 = Poi(""), badTrail = Poi(""), cutGbk = Poi(""), notGbk = Poi(""), nan = Poi("nan"), inf = Poi("inf");
     for (int i = 0; i < 64; i += 2)
         std::memcpy(gbk64.szName + i, "\xB1\xB1", 2); // 32 characters, no terminator
+    std::memcpy(badTrail.szName, gbk64.szName, 64);
+    badTrail.szName[33] = '\x7F';
     std::memset(cutGbk.szName, 'a', 63);
     cutGbk.szName[63] = '\xB1'; // a long name cut after a lead byte
     std::memset(notGbk.szName, '\xFF', 64);
@@ -478,6 +444,8 @@ TEST_F(ePOIEngineContainerTest, DamagedFileIsReportedKeptFromTheBackupAndRestore
         {"whole records", CONTAINER_FAVORITE, "", false},
         {"64 bytes of GBK", CONTAINER_FAVORITE, Record(gbk64, 0) + Record(cutGbk, 0), false},
         {"partial record", CONTAINER_FAVORITE, std::string(100, 'x'), true},
+        {"one byte over", CONTAINER_FAVORITE, "x", true},
+        {"0x7F as a trail byte", CONTAINER_FAVORITE, Record(badTrail, 0), true},
         {"name not terminated", CONTAINER_FAVORITE, Record(notGbk, 0), true},
         {"latitude NaN", CONTAINER_FAVORITE, Record(nan, 0), true},
         {"longitude infinite", CONTAINER_FAVORITE, Record(inf, 0), true},
@@ -517,16 +485,4 @@ TEST_F(ePOIEngineContainerTest, DamagedFileIsReportedKeptFromTheBackupAndRestore
     WriteBytes(dir / "Favorite.poibak", std::string(151, 'x'));
     EXPECT_FALSE(store.RestorePOI(CONTAINER_FAVORITE));
     EXPECT_EQ(3, store.GetPOICount(CONTAINER_FAVORITE));
-}
-
-TEST_F(ePOIEngineContainerTest, UseCountSaturatesAtTheLargestInteger)
-{
-    ePoiInfo info = Poi("often");
-    int most = INT_MAX;
-    WriteBytes(dir / "History.poi", std::string(reinterpret_cast<const char*>(&info), 152) +
-                                        std::string(reinterpret_cast<const char*>(&most), 4));
-    ASSERT_TRUE(store.LoadPOI(CONTAINER_HISTORY));
-    EXPECT_EQ(0, store.AddPOI(CONTAINER_HISTORY, info));
-    ASSERT_TRUE(store.SavePOI(CONTAINER_HISTORY));
-    EXPECT_EQ((std::vector<int>{INT_MAX}), FileFrequencies());
 }

@@ -1,5 +1,8 @@
-// The engine manager end to end: small data directories written with the
-// real writers, queried through the manager as an application would.
+// The engine manager on a small data directory written with the real
+// writers: the quirks of the search by initials that the differential test
+// over the sample does not reach (the header read once, the first batch of
+// 99, a list of exactly 100, untouched fields, bad calls), and the user
+// stores' paths.
 
 #include <gtest/gtest.h>
 
@@ -153,25 +156,6 @@ TEST_F(ManagerTest, FirstBatchAndPaging)
     }
 }
 
-TEST_F(ManagerTest, DistrictChoiceFiltersHitsAndLetters)
-{
-    Answer a = Initial(engine, 10, "J", "北京", "北京");
-    ASSERT_TRUE(a.ok);
-    EXPECT_EQ(a.next, "ct"); // 机场 and 交通大学; 金星 and 嘉兴 lie in Shanghai
-    EXPECT_EQ(engine.Loaded(), 0); // nothing ends at J itself
-    EXPECT_EQ(AllNames(engine), (std::multiset<std::string>{"机场", "交通大学"}));
-    a = Initial(engine, 10, "J");
-    EXPECT_EQ(a.next, "ctx");
-    a = Initial(engine, 10, "J", "上海", "*");
-    EXPECT_EQ(a.next, "x");
-    EXPECT_EQ(engine.GetPOICount(0), 2);
-    // A district that does not exist keeps nothing.
-    a = Initial(engine, 10, "J", "天津", "*");
-    ASSERT_TRUE(a.ok);
-    EXPECT_EQ(engine.GetPOICount(0), 0);
-    EXPECT_EQ(a.nextCount, 0);
-}
-
 TEST_F(ManagerTest, RecordFieldsBecomePoiInfo)
 {
     ASSERT_TRUE(Initial(engine, 10, "JC").ok);
@@ -191,26 +175,6 @@ TEST_F(ManagerTest, RecordFieldsBecomePoiInfo)
     ASSERT_TRUE(engine.GetPOIInfo(0, 0, info));
     EXPECT_STREQ(info.szAddress, "");
     EXPECT_EQ(info.nCode, 1050);
-}
-
-TEST_F(ManagerTest, RefinementKeepsPrefixOfInitials)
-{
-    // The refinement filters the hits loaded so far: page through them first.
-    ASSERT_TRUE(Initial(engine, 10, "B", "北京", "北京").ok);
-    AllNames(engine);
-    EXPECT_FALSE(engine.QueryFromPreByInitial(""));
-    ASSERT_TRUE(engine.QueryFromPreByInitial("bj"));
-    const int lower = engine.Loaded();
-    ASSERT_TRUE(Initial(engine, 10, "B", "北京", "北京").ok);
-    AllNames(engine);
-    ASSERT_TRUE(engine.QueryFromPreByInitial("BJ"));
-    EXPECT_EQ(engine.Loaded(), lower);
-    EXPECT_EQ(lower, 4); // 北京大学 北京站 白家庄 宝鸡
-    ASSERT_TRUE(engine.QueryFromPreByInitial("bjz"));
-    EXPECT_EQ(engine.Loaded(), 2);
-    // A Chinese character is compared as bytes and never matches.
-    ASSERT_TRUE(engine.QueryFromPreByInitial(GbkCodec::Gbk("北").c_str()));
-    EXPECT_EQ(engine.Loaded(), 0);
 }
 
 TEST_F(ManagerTest, BadCallsAndMissingFiles)
@@ -233,6 +197,11 @@ TEST_F(ManagerTest, BadCallsAndMissingFiles)
     EXPECT_EQ(engine.GetPOICount(0), -1);
     ASSERT_TRUE(Initial(engine, 10, "JC").ok);
     EXPECT_EQ(engine.GetPOICount(0), 1);
+    // The refinement: empty fails; a Chinese character is compared as bytes
+    // and never matches.
+    EXPECT_FALSE(engine.QueryFromPreByInitial(""));
+    ASSERT_TRUE(engine.QueryFromPreByInitial(GbkCodec::Gbk("北").c_str()));
+    EXPECT_EQ(engine.Loaded(), 0);
 }
 
 TEST_F(ManagerTest, KeyCountsChooseDistrictsOrNothing)
