@@ -193,9 +193,10 @@ bool SegFullTextIndexWriter::Write(const std::string& path)
         writer.Close();
         return false;
     };
-    // A city's posting blocks, then its word table; gives the table's pair.
+    // A city's posting blocks, then its word table (a directory record and
+    // the blocks of entries); gives the table's pair.
     auto writeTable = [&](const City& c, ueglobal_addr_t& first, std::uint32_t& count) {
-        std::vector<Record> table;
+        std::vector<eNdfWordTable::Entry> entries;
         for (const auto& [key, postings] : c.words) {
             std::vector<Record> run;
             for (const auto& block : eNdfPostingBlock::Encode(postings)) {
@@ -206,11 +207,16 @@ bool SegFullTextIndexWriter::Write(const std::string& path)
             ueglobal_addr_t postingsAt{};
             if (!writer.AppendRun(run, postingsAt))
                 return false;
-            Record w;
-            w.SetInt(0, static_cast<std::uint32_t>(key))
-                .SetInt(1, static_cast<std::uint32_t>(run.size()))
-                .SetAddr(2, postingsAt);
-            table.push_back(std::move(w));
+            entries.push_back({key, static_cast<std::uint32_t>(run.size()), postingsAt});
+        }
+        std::vector<unsigned char> directory;
+        std::vector<std::vector<unsigned char>> blocks;
+        eNdfWordTable::Encode(entries, directory, blocks);
+        std::vector<Record> table;
+        if (!blocks.empty()) {
+            table.emplace_back().Set(5, directory.data(), directory.size());
+            for (const auto& block : blocks)
+                table.emplace_back().Set(6, block.data(), block.size());
         }
         count = static_cast<std::uint32_t>(table.size());
         return writer.AppendRun(table, first);

@@ -9,14 +9,15 @@
 #include "Base/NdfFormat.h"
 #include "Base/ueglobal_addr_t.h"
 #include "Ndf/eNdfPostingBlock.h"
+#include "Ndf/eNdfWordTable.h"
 
 namespace Kest {
 
 // Writes a segmented full-text index (read by eNdfIndexSegFullText;
 // docs/format.md, "Full-text index"): district records for provinces and
 // cities as in the first form of the initial index, and per city a word
-// table in ascending key order whose records name runs of posting blocks of
-// (byte position, POI address).
+// table (eNdfWordTable) in ascending key order that names each word's run of
+// posting blocks of (byte position, POI address).
 //
 // A name is indexed so that whatever the engine cuts a typed text into is
 // found wherever that text lies in the name. The name is widened as a typed

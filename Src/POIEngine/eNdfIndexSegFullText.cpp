@@ -8,6 +8,7 @@
 #include "Ndf/NdfBytes.h"
 #include "Ndf/eNdfPool.h"
 #include "Ndf/eNdfPostingBlock.h"
+#include "Ndf/eNdfWordTable.h"
 #include "Ndf/eNdfRecordsetTabular.h"
 #include "POIEngine/eDictionary.h"
 
@@ -21,26 +22,8 @@ namespace {
 const char* const kDictFile = "CoreDict.dct";
 
 // Word table and posting fields.
-enum { kWordKey = 0, kWordPostingCount = 1, kWordPostings = 2 };
+enum { kWordDirectory = 5, kWordBlock = 6 };
 enum { kPostingBlock = 3 };
-
-bool ReadInt(eNdfRecordsetTabular& rs, int field, int& value)
-{
-    unsigned char* bytes = nullptr;
-    if (rs.GetFieldValue(field, bytes) != 4)
-        return false;
-    value = static_cast<int>(NdfBytes::Get32(bytes));
-    return true;
-}
-
-bool ReadAddr(eNdfRecordsetTabular& rs, int field, ueglobal_addr_t& addr)
-{
-    unsigned char* bytes = nullptr;
-    if (rs.GetFieldValue(field, bytes) != 8)
-        return false;
-    std::memcpy(&addr, bytes, sizeof addr);
-    return true;
-}
 
 std::uint64_t AddrKey(const ueglobal_addr_t& a)
 {
@@ -145,43 +128,28 @@ unsigned char eNdfIndexSegFullText::QueryByText(eArray<ueglobal_addr_t>& addrs, 
 bool eNdfIndexSegFullText::FindWord(int key, const ueglobal_addr_t& district, unsigned int districtInfo,
                                     ueglobal_addr_t& postings, unsigned int& postingCount)
 {
-    // The table is in ascending key order, so a binary search finds the same
-    // record as a scan from the first record that skips smaller keys and
-    // stops at the first greater one. A record without an integer key makes
-    // the search fall back to that scan, which skips it.
+    // The directory names the one block that can hold the key; the keys
+    // ascend through the blocks, so this finds what a scan of the whole
+    // table would. A malformed directory or block finds nothing.
     eNdfRecordsetTabular rs;
     rs.SetRun(m_pPool, district, districtInfo);
     const int count = rs.GetRecordCount();
-    int low = 0;
-    int high = count;
-    bool scan = false;
-    while (low < high) {
-        const int mid = low + (high - low) / 2;
-        int value = 0;
-        if (!rs.MoveTo(mid) || !ReadInt(rs, kWordKey, value)) {
-            scan = true;
-            break;
-        }
-        if (value < key)
-            low = mid + 1;
-        else
-            high = mid;
-    }
-    for (bool ok = scan ? rs.MoveFirst() : rs.MoveTo(low); ok && !rs.IsEOF(); ok = rs.MoveNext()) {
-        int value = 0;
-        if (!ReadInt(rs, kWordKey, value) || value < key)
-            continue;
-        if (value > key)
-            return false;
-        int used = 0;
-        if (!ReadInt(rs, kWordPostingCount, used) || used < 0)
-            continue; // a record not to be used
-        if (!ReadAddr(rs, kWordPostings, postings))
-            return false;
-        postingCount = static_cast<unsigned int>(used);
-        return true;
-    }
-    return false;
+    unsigned char* bytes = nullptr;
+    if (count < 2 || !rs.MoveFirst())
+        return false;
+    int length = rs.GetFieldValue(kWordDirectory, bytes);
+    int block = -1;
+    std::int32_t first = 0;
+    if (!eNdfWordTable::FindBlock(bytes, length, count - 1, key, block, first) || block < 0 || !rs.MoveTo(block + 1))
+        return false;
+    length = rs.GetFieldValue(kWordBlock, bytes);
+    bool found = false;
+    eNdfWordTable::Entry entry{};
+    if (!eNdfWordTable::FindInBlock(bytes, length, first, key, found, entry) || !found)
+        return false;
+    postings = entry.postings;
+    postingCount = entry.count;
+    return true;
 }
 
 unsigned char eNdfIndexSegFullText::DoQuery(const eString& word, int slot, int index, ueglobal_addr_t& district,

@@ -1,0 +1,122 @@
+#include "Ndf/eNdfWordTable.h"
+
+#include "NdfVarint.h"
+
+namespace Kest {
+
+namespace {
+
+// Keys as unsigned numbers in the same order, so that steps are positive.
+std::uint64_t Biased(std::int32_t key)
+{
+    return static_cast<std::uint64_t>(static_cast<std::int64_t>(key) + 0x80000000LL);
+}
+
+} // namespace
+
+void eNdfWordTable::Encode(const std::vector<Entry>& entries, std::vector<unsigned char>& directory,
+                           std::vector<std::vector<unsigned char>>& blocks)
+{
+    directory.clear();
+    blocks.clear();
+    std::vector<std::uint64_t> firsts;
+    std::vector<unsigned char> body, one;
+    std::uint64_t count = 0, previousKey = 0, previousAddr = 0;
+    auto encode = [&](const Entry& e) {
+        one.clear();
+        NdfVarint::Put(one, Biased(e.key) - previousKey);
+        NdfVarint::Put(one, e.count);
+        NdfVarint::PutSigned(one, NdfVarint::AddrKey(e.postings) - previousAddr);
+    };
+    auto close = [&]() {
+        std::vector<unsigned char> block;
+        NdfVarint::Put(block, count);
+        block.insert(block.end(), body.begin(), body.end());
+        blocks.push_back(std::move(block));
+        body.clear();
+        count = previousKey = previousAddr = 0;
+    };
+    for (const Entry& e : entries) {
+        encode(e);
+        if (count > 0 && body.size() + one.size() + 10 > static_cast<std::size_t>(kMaxBlockBytes)) {
+            close();
+            encode(e);
+        }
+        if (count == 0)
+            firsts.push_back(Biased(e.key));
+        body.insert(body.end(), one.begin(), one.end());
+        previousKey = Biased(e.key);
+        previousAddr = NdfVarint::AddrKey(e.postings);
+        ++count;
+    }
+    if (count > 0)
+        close();
+    NdfVarint::Put(directory, firsts.size());
+    std::uint64_t previous = 0;
+    for (std::uint64_t first : firsts) {
+        NdfVarint::Put(directory, first - previous);
+        previous = first;
+    }
+}
+
+bool eNdfWordTable::FindBlock(const unsigned char* directory, int length, int blocks, std::int32_t key, int& block,
+                              std::int32_t& firstKey)
+{
+    block = -1;
+    if (directory == nullptr || length <= 0 || blocks <= 0)
+        return false;
+    const unsigned char* p = directory;
+    const unsigned char* end = directory + length;
+    std::uint64_t n = 0, first = 0;
+    if (!NdfVarint::Get(p, end, n) || n != static_cast<std::uint64_t>(blocks))
+        return false;
+    const std::uint64_t wanted = Biased(key);
+    for (int i = 0; i < blocks; ++i) {
+        std::uint64_t step = 0;
+        // Each first key is above the one before and within 32 bits.
+        if (!NdfVarint::Get(p, end, step) || (i > 0 && step == 0) || step > 0xFFFFFFFFu - first)
+            return false;
+        first += step;
+        if (first <= wanted) {
+            block = i;
+            firstKey = static_cast<std::int32_t>(static_cast<std::int64_t>(first) - 0x80000000LL);
+        }
+    }
+    return p == end;
+}
+
+bool eNdfWordTable::FindInBlock(const unsigned char* bytes, int length, std::int32_t firstKey, std::int32_t key,
+                                bool& found, Entry& entry)
+{
+    found = false;
+    if (bytes == nullptr || length <= 0)
+        return false;
+    const unsigned char* p = bytes;
+    const unsigned char* end = bytes + length;
+    std::uint64_t n = 0, biased = 0, addr = 0;
+    if (!NdfVarint::Get(p, end, n) || n == 0 || n > static_cast<std::uint64_t>(length))
+        return false;
+    const std::uint64_t wanted = Biased(key);
+    for (std::uint64_t i = 0; i < n; ++i) {
+        std::uint64_t step = 0, count = 0, addrStep = 0;
+        if (!NdfVarint::Get(p, end, step) || !NdfVarint::Get(p, end, count) || !NdfVarint::Get(p, end, addrStep) ||
+            (i > 0 && step == 0) || step > 0xFFFFFFFFu - biased || count > 0x7FFFFFFFu)
+            return false;
+        biased += step;
+        addr += NdfVarint::Unzigzag(addrStep);
+        if (i == 0 && biased != Biased(firstKey))
+            return false;
+        if (biased == wanted) {
+            found = true;
+            entry.key = key;
+            entry.count = static_cast<std::uint32_t>(count);
+            entry.postings = NdfVarint::AddrOf(addr);
+            return true;
+        }
+        if (biased > wanted)
+            return true;
+    }
+    return p == end;
+}
+
+} // namespace Kest
