@@ -29,6 +29,9 @@ public:
     static void Encode(const std::vector<Entry>& entries, std::vector<unsigned char>& directory,
                        std::vector<std::vector<unsigned char>>& blocks);
 
+    // The number of blocks a directory lists; false when it lists none or
+    // cannot say.
+    static bool CountBlocks(const unsigned char* directory, int length, int& blocks);
     // The block whose keys would hold `key`: the last whose first key is not
     // greater (-1 when `key` is below the first), and that first key. False
     // when the directory is malformed or does not list `blocks` blocks.

@@ -194,7 +194,10 @@ bool SegFullTextIndexWriter::Write(const std::string& path)
         return false;
     };
     // A city's posting blocks, then its word table (a directory record and
-    // the blocks of entries); gives the table's pair.
+    // the blocks of entries); gives the table's first record and the number
+    // of words. The number of words, not of records, is the count a city
+    // record shows, as it was when the table had a record per word: the
+    // search returns it for the districts it lists.
     auto writeTable = [&](const City& c, ueglobal_addr_t& first, std::uint32_t& count) {
         std::vector<eNdfWordTable::Entry> entries;
         for (const auto& [key, postings] : c.words) {
@@ -218,7 +221,7 @@ bool SegFullTextIndexWriter::Write(const std::string& path)
             for (const auto& block : blocks)
                 table.emplace_back().Set(6, block.data(), block.size());
         }
-        count = static_cast<std::uint32_t>(table.size());
+        count = static_cast<std::uint32_t>(entries.size());
         return writer.AppendRun(table, first);
     };
     auto writeRoot = [&](const ueglobal_addr_t& child, std::uint32_t childCount, int depth) {

@@ -59,6 +59,20 @@ void eNdfWordTable::Encode(const std::vector<Entry>& entries, std::vector<unsign
     }
 }
 
+bool eNdfWordTable::CountBlocks(const unsigned char* directory, int length, int& blocks)
+{
+    blocks = 0;
+    if (directory == nullptr || length <= 0)
+        return false;
+    const unsigned char* p = directory;
+    std::uint64_t n = 0;
+    // A block's first key takes at least one byte of the directory.
+    if (!NdfVarint::Get(p, directory + length, n) || n == 0 || n > static_cast<std::uint64_t>(directory + length - p))
+        return false;
+    blocks = static_cast<int>(n);
+    return true;
+}
+
 bool eNdfWordTable::FindBlock(const unsigned char* directory, int length, int blocks, std::int32_t key, int& block,
                               std::int32_t& firstKey)
 {

@@ -1,6 +1,7 @@
 #include "POIEngine/eNdfIndexSegFullText.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <numeric>
 #include <vector>
@@ -130,17 +131,22 @@ bool eNdfIndexSegFullText::FindWord(int key, const ueglobal_addr_t& district, un
 {
     // The directory names the one block that can hold the key; the keys
     // ascend through the blocks, so this finds what a scan of the whole
-    // table would. A malformed directory or block finds nothing.
+    // table would. The district's count is its number of words, so the
+    // directory and its blocks, at most one a word, lie within one more
+    // record than that. A malformed directory or block finds nothing.
+    if (districtInfo == 0 || districtInfo == UINT_MAX)
+        return false;
     eNdfRecordsetTabular rs;
-    rs.SetRun(m_pPool, district, districtInfo);
-    const int count = rs.GetRecordCount();
+    rs.SetRun(m_pPool, district, districtInfo + 1);
     unsigned char* bytes = nullptr;
-    if (count < 2 || !rs.MoveFirst())
+    if (!rs.MoveFirst())
         return false;
     int length = rs.GetFieldValue(kWordDirectory, bytes);
+    int blocks = 0;
     int block = -1;
     std::int32_t first = 0;
-    if (!eNdfWordTable::FindBlock(bytes, length, count - 1, key, block, first) || block < 0 || !rs.MoveTo(block + 1))
+    if (!eNdfWordTable::CountBlocks(bytes, length, blocks) || static_cast<unsigned int>(blocks) > districtInfo ||
+        !eNdfWordTable::FindBlock(bytes, length, blocks, key, block, first) || block < 0 || !rs.MoveTo(block + 1))
         return false;
     length = rs.GetFieldValue(kWordBlock, bytes);
     bool found = false;
