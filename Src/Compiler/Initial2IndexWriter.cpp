@@ -39,10 +39,14 @@ using ByCode = std::map<std::uint16_t, DistrictHits>;
 
 // The trie is built from the rows sorted by initials: the rows below one
 // prefix are one range, the rows ending at it come first, the rest fall into
-// one sub-range per next letter. Nodes are written children first, so every
-// record can name what lies below it; the result runs of a node's letters are
-// written right before the node's letter run, so that a walk and the next
-// letters of a node read neighbouring records.
+// one sub-range per next letter.
+//
+// It is built whole, then written level by level, the deepest first, each
+// level's nodes in the order of their prefixes. So every record can name what
+// lies below it, and the paging walk, which takes the nodes below a prefix
+// level by level in that order, reads each level's share as neighbouring
+// records. A node's letter run comes right after the result runs of its
+// letters, so that the next letters of a node read neighbouring records too.
 //
 // A prefix at which more than kInitialMaxDirect POIs end lists only the first
 // of them (in result-record order) and counts the rest as further POIs; the
@@ -59,60 +63,108 @@ public:
         ueglobal_addr_t poi;
     };
 
+    Initial2TrieBuilder(PageFileWriter& writer, int depth) : m_writer(writer), m_nDepth(depth) {}
+
+    // Builds the trie of the sorted rows and writes it; gives the pair of the
+    // root node (none when no row has a letter).
+    bool Write(const std::vector<Row>& rows, Pair& root)
+    {
+        root = Pair{};
+        if (Build(rows, 0, rows.size(), 0, {}) < 0)
+            return true;
+        for (std::size_t level = m_levels.size(); level-- > 0;)
+            for (std::size_t n : m_levels[level])
+                if (!WriteNode(m_nodes[n]))
+                    return false;
+        root = m_nodes[0].pair;
+        return true;
+    }
+
+private:
     struct Letter {
         char letter;
-        Pair child;
+        int child; // node number, -1 for none
         Pair results;
         bool endsHere; // some POI's key is exactly the prefix + letter
         ByCode hits;
     };
+    struct Node {
+        std::vector<Letter> letters;
+        Pair pair;
+    };
 
-    Initial2TrieBuilder(PageFileWriter& writer, int depth) : m_writer(writer), m_nDepth(depth) {}
+    int AddNode(std::size_t level)
+    {
+        if (m_levels.size() <= level)
+            m_levels.resize(level + 1);
+        m_levels[level].push_back(m_nodes.size());
+        m_nodes.emplace_back();
+        return static_cast<int>(m_nodes.size() - 1);
+    }
 
-    // Writes the letter node of the prefix shared by rows[lo, hi) (all at
+    // Adds the letter node of the prefix shared by rows[lo, hi) (all at
     // least `level` letters long, those of exactly `level` letters first),
     // with the hidden letter when `overflow` (POIs ending at the prefix that
-    // its result run does not list) is not empty, and gives its pair; no pair
-    // when the node has no letter.
-    bool WriteNode(const std::vector<Row>& rows, std::size_t lo, std::size_t hi, std::size_t level,
-                   const ByCode& overflow, Pair& node)
+    // its result run does not list) is not empty; its number, or -1 when the
+    // node has no letter. Children are added in letter order, so each level
+    // lists its nodes in the order of their prefixes.
+    int Build(const std::vector<Row>& rows, std::size_t lo, std::size_t hi, std::size_t level,
+              const ByCode& overflow)
     {
-        node = Pair{};
         while (lo < hi && rows[lo].initials->size() == level)
             ++lo;
-        std::vector<Letter> letters;
-        if (!overflow.empty()) {
-            Letter hidden{NdfFormat::kInitialHiddenLetter, {}, {}, true, {}};
-            Pair listed;
-            if (!WriteResults(overflow, listed))
-                return false;
-            const std::vector<Letter> inner{Letter{NdfFormat::kInitialHiddenLetter, {}, listed, true, {}}};
-            if (!WriteLetterRun(inner, hidden.child))
-                return false;
-            letters.push_back(std::move(hidden));
-        }
+        struct Range {
+            char letter;
+            std::size_t lo, hi;
+        };
+        std::vector<Range> ranges;
+        if (!overflow.empty())
+            ranges.push_back({NdfFormat::kInitialHiddenLetter, 0, 0});
         for (std::size_t i = lo; i < hi && static_cast<int>(level) < m_nDepth;) {
             const char c = (*rows[i].initials)[level];
             std::size_t j = i;
             while (j < hi && (*rows[j].initials)[level] == c)
                 ++j;
-            Letter letter{c, {}, {}, rows[i].initials->size() == level + 1, {}};
-            ByCode moved;
-            letter.hits = Gather(rows, i, j, level + 1, moved);
-            if (!WriteNode(rows, i, j, level + 1, moved, letter.child))
-                return false;
-            letters.push_back(std::move(letter));
+            ranges.push_back({c, i, j});
             i = j;
         }
+        if (ranges.empty())
+            return -1;
         // The hidden letter, a zero byte, sorts (as a signed byte) after the
         // GBK bytes and before everything else.
-        std::stable_sort(letters.begin(), letters.end(), [](const Letter& a, const Letter& b) {
+        std::stable_sort(ranges.begin(), ranges.end(), [](const Range& a, const Range& b) {
             return static_cast<signed char>(a.letter) < static_cast<signed char>(b.letter);
         });
-        for (Letter& l : letters)
+        const int node = AddNode(level);
+        std::vector<Letter> letters;
+        for (const Range& r : ranges) {
+            if (r.lo == r.hi) {
+                // The hidden letter: no result run; its child lists the overflow.
+                const int inner = AddNode(level + 1);
+                m_nodes[static_cast<std::size_t>(inner)].letters.push_back(
+                    Letter{NdfFormat::kInitialHiddenLetter, -1, {}, true, overflow});
+                letters.push_back(Letter{r.letter, inner, {}, true, {}});
+                continue;
+            }
+            Letter letter{r.letter, -1, {}, rows[r.lo].initials->size() == level + 1, {}};
+            ByCode moved;
+            letter.hits = Gather(rows, r.lo, r.hi, level + 1, moved);
+            letter.child = Build(rows, r.lo, r.hi, level + 1, moved);
+            letters.push_back(std::move(letter));
+        }
+        m_nodes[static_cast<std::size_t>(node)].letters = std::move(letters);
+        return node;
+    }
+
+    // A node: the result runs of its letters, then its letter run.
+    bool WriteNode(Node& node)
+    {
+        for (Letter& l : node.letters) {
             if (!l.hits.empty() && !WriteResults(l.hits, l.results))
                 return false;
-        return letters.empty() || WriteLetterRun(letters, node);
+            ByCode().swap(l.hits);
+        }
+        return WriteLetterRun(node.letters, node.pair);
     }
 
 private:
@@ -151,8 +203,8 @@ private:
         for (const Letter& l : letters) {
             Record r;
             r.Set(0, &l.letter, 1);
-            const auto block =
-                FeatureBlockEncoder::Encode(l.child.addr, l.child.count, l.results.addr, l.results.count);
+            const Pair child = l.child >= 0 ? m_nodes[static_cast<std::size_t>(l.child)].pair : Pair{};
+            const auto block = FeatureBlockEncoder::Encode(child.addr, child.count, l.results.addr, l.results.count);
             r.Set(1, block.data(), block.size());
             // Tells the paging walk that this letter's result run lists no
             // POI, so it need not read it.
@@ -198,6 +250,8 @@ private:
 
     PageFileWriter& m_writer;
     int m_nDepth;
+    std::vector<Node> m_nodes;
+    std::vector<std::vector<std::size_t>> m_levels; // node numbers by level
 };
 
 } // namespace
@@ -252,7 +306,7 @@ bool Initial2IndexWriter::Write(const std::string& path)
     });
     Initial2TrieBuilder builder(writer, m_nDepth);
     Pair letterRoot;
-    if (!builder.WriteNode(rows, 0, rows.size(), 0, {}, letterRoot))
+    if (!builder.Write(rows, letterRoot))
         return fail();
 
     // The district tree: a run of cities per province, then the provinces.
