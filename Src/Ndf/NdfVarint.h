@@ -3,6 +3,7 @@
 // LEB128 in the shortest form, zigzag for steps that may go back, and a POI
 // address as one number growing with (file, page, element).
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -59,6 +60,40 @@ inline ueglobal_addr_t AddrOf(std::uint64_t key)
     return MakeGlobalAddr(static_cast<std::uint16_t>(key >> 48), static_cast<std::uint32_t>(key >> 16),
                           static_cast<std::uint16_t>(key));
 }
+
+// Cuts encoded entries into blocks of at most `max` bytes, each block led by
+// its entry count (a varint; 10 bytes are kept for it).
+class BlockCutter {
+public:
+    explicit BlockCutter(std::size_t max) : m_max(max) {}
+
+    // Whether an entry of `size` bytes goes into the open block (the first
+    // entry of a block always does).
+    bool Fits(std::size_t size) const { return m_count == 0 || m_body.size() + size + 10 <= m_max; }
+    std::uint64_t Count() const { return m_count; }
+    void Add(const std::vector<unsigned char>& entry)
+    {
+        m_body.insert(m_body.end(), entry.begin(), entry.end());
+        ++m_count;
+    }
+    // Ends the open block, if it holds an entry.
+    void Close(std::vector<std::vector<unsigned char>>& blocks)
+    {
+        if (m_count == 0)
+            return;
+        std::vector<unsigned char> block;
+        Put(block, m_count);
+        block.insert(block.end(), m_body.begin(), m_body.end());
+        blocks.push_back(std::move(block));
+        m_body.clear();
+        m_count = 0;
+    }
+
+private:
+    std::size_t m_max;
+    std::vector<unsigned char> m_body;
+    std::uint64_t m_count = 0;
+};
 
 } // namespace NdfVarint
 } // namespace Kest

@@ -6,38 +6,28 @@ namespace Kest {
 
 std::vector<std::vector<unsigned char>> eNdfPostingBlock::Encode(const std::vector<Posting>& postings)
 {
-    // Each block starts from key 0, so that it decodes on its own; its count
-    // leads it and is put in front when the block is closed.
+    // Each block starts from key 0, so that it decodes on its own.
     std::vector<std::vector<unsigned char>> blocks;
-    std::vector<unsigned char> body, one;
-    std::uint64_t count = 0, previous = 0;
+    NdfVarint::BlockCutter cutter(static_cast<std::size_t>(kMaxBytes));
+    std::vector<unsigned char> one;
+    std::uint64_t previous = 0;
     auto encode = [&](const Posting& p) {
         // Zigzag: a step back (postings out of store order) stays small too.
         one.clear();
         NdfVarint::PutSigned(one, NdfVarint::AddrKey(p.poi) - previous);
         NdfVarint::Put(one, static_cast<std::uint32_t>(p.position));
     };
-    auto close = [&]() {
-        std::vector<unsigned char> block;
-        NdfVarint::Put(block, count);
-        block.insert(block.end(), body.begin(), body.end());
-        blocks.push_back(std::move(block));
-        body.clear();
-        count = previous = 0;
-    };
     for (const Posting& p : postings) {
         encode(p);
-        // 10 bytes are kept for the count.
-        if (count > 0 && body.size() + one.size() + 10 > static_cast<std::size_t>(kMaxBytes)) {
-            close();
+        if (!cutter.Fits(one.size())) {
+            cutter.Close(blocks);
+            previous = 0;
             encode(p);
         }
-        body.insert(body.end(), one.begin(), one.end());
+        cutter.Add(one);
         previous = NdfVarint::AddrKey(p.poi);
-        ++count;
     }
-    if (count > 0)
-        close();
+    cutter.Close(blocks);
     return blocks;
 }
 

@@ -17,40 +17,33 @@ std::uint64_t Biased(std::int32_t key)
 void eNdfWordTable::Encode(const std::vector<Entry>& entries, std::vector<unsigned char>& directory,
                            std::vector<std::vector<unsigned char>>& blocks)
 {
+    // Each block starts from key 0 and address 0, so that it decodes on its own.
     directory.clear();
     blocks.clear();
     std::vector<std::uint64_t> firsts;
-    std::vector<unsigned char> body, one;
-    std::uint64_t count = 0, previousKey = 0, previousAddr = 0;
+    NdfVarint::BlockCutter cutter(static_cast<std::size_t>(kMaxBlockBytes));
+    std::vector<unsigned char> one;
+    std::uint64_t previousKey = 0, previousAddr = 0;
     auto encode = [&](const Entry& e) {
         one.clear();
         NdfVarint::Put(one, Biased(e.key) - previousKey);
         NdfVarint::Put(one, e.count);
         NdfVarint::PutSigned(one, NdfVarint::AddrKey(e.postings) - previousAddr);
     };
-    auto close = [&]() {
-        std::vector<unsigned char> block;
-        NdfVarint::Put(block, count);
-        block.insert(block.end(), body.begin(), body.end());
-        blocks.push_back(std::move(block));
-        body.clear();
-        count = previousKey = previousAddr = 0;
-    };
     for (const Entry& e : entries) {
         encode(e);
-        if (count > 0 && body.size() + one.size() + 10 > static_cast<std::size_t>(kMaxBlockBytes)) {
-            close();
+        if (!cutter.Fits(one.size())) {
+            cutter.Close(blocks);
+            previousKey = previousAddr = 0;
             encode(e);
         }
-        if (count == 0)
+        if (cutter.Count() == 0)
             firsts.push_back(Biased(e.key));
-        body.insert(body.end(), one.begin(), one.end());
+        cutter.Add(one);
         previousKey = Biased(e.key);
         previousAddr = NdfVarint::AddrKey(e.postings);
-        ++count;
     }
-    if (count > 0)
-        close();
+    cutter.Close(blocks);
     NdfVarint::Put(directory, firsts.size());
     std::uint64_t previous = 0;
     for (std::uint64_t first : firsts) {
