@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -16,9 +17,24 @@
 
 #include "Compiler/DataCompiler.h"
 #include "Compiler/GbkCodec.h"
+#include "POIEngine/ePOIEngineManager.h"
 #include "Support/TempDir.h"
 
 namespace KestTest {
+
+// The names of the last search's hits, in order (UTF-8, or GBK as stored).
+inline std::vector<std::string> HitNames(Kest::ePOIEngineManager& engine, bool utf8 = true)
+{
+    std::vector<std::string> names;
+    for (int i = 0; i < engine.GetPOICount(0); ++i) {
+        Kest::ePoiInfo info{};
+        if (!engine.GetPOIInfo(0, i, info))
+            break;
+        const std::string gbk(info.szName, strnlen(info.szName, sizeof info.szName));
+        names.push_back(utf8 ? Kest::GbkCodec::Utf8(gbk) : gbk);
+    }
+    return names;
+}
 
 struct SampleRow {
     std::string name; // GBK
