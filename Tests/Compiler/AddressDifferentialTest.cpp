@@ -5,7 +5,6 @@
 // true/false, the hits in order, their codes and the filtered hit total that
 // the model gives over the gazetteer and the rows of pois.csv. Between
 // queries the engine releases its query memory and runs other searches.
-// The category list the compiler wrote reads back whole.
 
 #include <gtest/gtest.h>
 
@@ -19,7 +18,6 @@
 #include <tuple>
 #include <vector>
 
-#include "Compiler/CategoryList.h"
 #include "Compiler/Gazetteer.h"
 #include "Compiler/GbkCodec.h"
 #include "POIEngine/eNdfIndexCategory.h"
@@ -261,35 +259,6 @@ TEST_F(AddressDifferential, LevelKindAndTheReaderMadeOnce)
     EXPECT_FALSE(late.QueryByAddress(3, bj.c_str(), bj.c_str(), dc.c_str(), "*"));
     late.ReleaseQueryMem();
     EXPECT_TRUE(late.QueryByAddress(3, bj.c_str(), bj.c_str(), dc.c_str(), "*"));
-}
-
-// Every branch and leaf that the compiler wrote, as the engine reads them.
-TEST_F(AddressDifferential, TheCategoryListReadsBackWhole)
-{
-    CategoryList list;
-    std::string error;
-    std::size_t line = 0;
-    ASSERT_TRUE(list.Parse(ReadFile(kSample + "/categories.txt"), error, line)) << error;
-    Engine engine;
-    engine.SetPoiPath(s_root.c_str());
-    char** names = nullptr;
-    int count = 0;
-    ASSERT_TRUE(engine.GetBranchPoiTypes(names, count));
-    ASSERT_EQ(count, static_cast<int>(list.Branches().size()));
-    for (int b = 0; b < count; ++b)
-        EXPECT_EQ(GbkCodec::Utf8(names[b]), list.Branches()[static_cast<std::size_t>(b)].name);
-    std::size_t leaves = 0;
-    for (const CategoryList::Branch& branch : list.Branches()) {
-        ASSERT_TRUE(engine.GetPoiTypes(GbkCodec::Gbk(branch.name).c_str(), names, count));
-        ASSERT_EQ(count, static_cast<int>(branch.leaves.size()));
-        for (int i = 0; i < count; ++i) {
-            EXPECT_EQ(GbkCodec::Utf8(names[i]), branch.leaves[static_cast<std::size_t>(i)].name);
-            EXPECT_EQ(engine.GetPoiCode(names[i]), static_cast<int>(branch.leaves[static_cast<std::size_t>(i)].code));
-        }
-        leaves += branch.leaves.size();
-    }
-    ASSERT_TRUE(engine.GetAllPoiTypes(names, count));
-    EXPECT_EQ(count, static_cast<int>(leaves));
 }
 
 } // namespace
