@@ -31,10 +31,7 @@ using namespace Kest;
 
 namespace {
 
-class Engine : public ePOIEngineManager {
-public:
-    int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
-};
+using Engine = KestTest::LoadedEngine;
 
 struct Poi {
     std::string name; // GBK
@@ -42,13 +39,7 @@ struct Poi {
     std::vector<std::string> keys; // the variants, cut at the depth
 };
 
-std::string Fold(const std::string& typed)
-{
-    std::string out;
-    for (char c : typed)
-        out.push_back(static_cast<char>(eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(c))));
-    return out;
-}
+using KestTest::Fold;
 
 class InitialDifferential : public ::testing::Test {
 protected:
@@ -130,12 +121,7 @@ TEST_F(InitialDifferential, RandomQueriesMatchTheOracle)
             else
                 nextSet.insert((*key)[prefix.size()]);
         }
-        std::string next;
-        std::vector<char> letters(nextSet.begin(), nextSet.end());
-        std::sort(letters.begin(), letters.end(),
-                  [](char a, char b) { return static_cast<signed char>(a) < static_cast<signed char>(b); });
-        for (char c : letters)
-            next.push_back(static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c));
+        std::string next = KestTest::NextLetters(nextSet);
         if (direct >= 100)
             next = "abcdefghijklmnopqrstuvwxyz";
 

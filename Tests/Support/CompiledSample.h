@@ -9,7 +9,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <algorithm>
 #include <map>
+#include <set>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -17,10 +19,38 @@
 
 #include "Compiler/DataCompiler.h"
 #include "Compiler/GbkCodec.h"
+#include "Ndf/eNdfRecordsetTabular.h"
+#include "POIEngine/eNdfIndexInitial.h"
 #include "POIEngine/ePOIEngineManager.h"
 #include "Support/TempDir.h"
 
 namespace KestTest {
+
+// The engine, with the number of hits its first batch loaded.
+class LoadedEngine : public Kest::ePOIEngineManager {
+public:
+    int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
+};
+
+// Typed initials as the initial searches fold them.
+inline std::string Fold(const std::string& typed)
+{
+    std::string out;
+    for (char c : typed)
+        out.push_back(static_cast<char>(Kest::eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(c))));
+    return out;
+}
+
+// The next letters the initial searches offer: by signed byte, lower case.
+inline std::string NextLetters(const std::set<char>& letters)
+{
+    std::vector<signed char> sorted(letters.begin(), letters.end());
+    std::sort(sorted.begin(), sorted.end());
+    std::string next;
+    for (signed char c : sorted)
+        next.push_back(static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c));
+    return next;
+}
 
 // The names of the last search's hits, in order (UTF-8, or GBK as stored).
 inline std::vector<std::string> HitNames(Kest::ePOIEngineManager& engine, bool utf8 = true)
