@@ -135,12 +135,7 @@ TEST_F(InitialDifferential, RandomQueriesMatchTheOracle)
         ASSERT_EQ(engine.GetPOICount(0), static_cast<int>(want.size())) << context;
         EXPECT_EQ(engine.Loaded(), std::min(direct, 100)) << context;
         EXPECT_EQ(std::string(letterBuffer), next) << context;
-        std::multiset<std::string> got;
-        for (int i = 0; i < static_cast<int>(want.size()); ++i) {
-            ePoiInfo info{};
-            ASSERT_TRUE(engine.GetPOIInfo(0, i, info)) << context << " hit " << i;
-            got.insert(std::string(info.szName, strnlen(info.szName, sizeof info.szName)));
-        }
+        const std::multiset<std::string> got = KestTest::HitSet(engine);
         ASSERT_EQ(got, want) << context;
         withHits += !want.empty();
         paged += static_cast<int>(want.size()) > std::min(direct, 100);

@@ -50,8 +50,6 @@ struct Set {
 
 using KestTest::Fold;
 
-std::string NameOf(const ePoiInfo& info) { return std::string(info.szName, strnlen(info.szName, sizeof info.szName)); }
-
 class SightDifferential : public ::testing::TestWithParam<bool> {
 protected:
     static void SetUpTestSuite()
@@ -138,15 +136,10 @@ TEST_P(SightDifferential, InitialsMatchTheOracle)
         if (set.sight) {
             EXPECT_EQ(std::strlen(buffer), static_cast<std::size_t>(nextCount)) << context;
         }
-        std::multiset<std::string> got;
-        for (int i = 0; i < count; ++i) {
-            ePoiInfo info{};
-            ASSERT_TRUE(engine.GetPOIInfo(0, i, info)) << context << " hit " << i;
-            if (i < static_cast<int>(loaded)) {
-                ASSERT_EQ(NameOf(info), direct[static_cast<std::size_t>(i)]) << context << " hit " << i;
-            }
-            got.insert(NameOf(info));
-        }
+        const std::vector<std::string> names = KestTest::HitNames(engine, false);
+        ASSERT_EQ(names.size(), static_cast<std::size_t>(count)) << context;
+        EXPECT_TRUE(std::equal(direct.begin(), direct.begin() + static_cast<long>(loaded), names.begin())) << context;
+        const std::multiset<std::string> got(names.begin(), names.end());
         if (deeper || direct.size() <= 100) {
             ASSERT_EQ(got, all) << context;
         }
@@ -204,19 +197,8 @@ TEST_P(SightDifferential, TextMatchesTheOracle)
             << context;
         const int count = engine.GetPOICount(0);
         ASSERT_EQ(count, static_cast<int>(std::min<std::size_t>(want.size(), 100))) << context;
-        std::multiset<std::string> got;
-        for (int i = 0; i < count; ++i) {
-            ePoiInfo info{};
-            ASSERT_TRUE(engine.GetPOIInfo(0, i, info)) << context;
-            got.insert(NameOf(info));
-        }
-        if (want.size() <= 100) {
-            ASSERT_EQ(got, want) << context;
-        } else {
-            for (const auto& name : std::set<std::string>(got.begin(), got.end()))
-                ASSERT_LE(got.count(name), want.count(name)) << context;
-            ++capped;
-        }
+        const std::multiset<std::string> got = KestTest::HitSet(engine);
+        capped += KestTest::ExpectCapped(got, want, context);
         withHits += !want.empty();
         loose += spaced;
     }

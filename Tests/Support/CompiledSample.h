@@ -71,6 +71,13 @@ struct SampleRow {
     std::string province, city; // GBK
 };
 
+// The same names as a multiset, in GBK, for comparing with an oracle's.
+inline std::multiset<std::string> HitSet(Kest::ePOIEngineManager& engine)
+{
+    const std::vector<std::string> names = HitNames(engine, false);
+    return std::multiset<std::string>(names.begin(), names.end());
+}
+
 class CompiledSample {
 public:
     // Compiles on first use; later calls give the same directory.
