@@ -69,6 +69,7 @@ inline std::vector<std::string> HitNames(Kest::ePOIEngineManager& engine, bool u
 struct SampleRow {
     std::string name; // GBK
     std::string province, city; // GBK
+    std::vector<std::string> fields; // the eight fields of pois.csv as written (UTF-8)
 };
 
 // The same names as a multiset, in GBK, for comparing with an oracle's.
@@ -153,7 +154,7 @@ private:
             const auto f = SplitCsv(line);
             EXPECT_EQ(f.size(), 8u) << line;
             if (f.size() == 8)
-                m_rows.push_back({Kest::GbkCodec::Gbk(f[0]), Kest::GbkCodec::Gbk(f[5]), Kest::GbkCodec::Gbk(f[6])});
+                m_rows.push_back({Kest::GbkCodec::Gbk(f[0]), Kest::GbkCodec::Gbk(f[5]), Kest::GbkCodec::Gbk(f[6]), f});
         }
     }
 
