@@ -44,13 +44,10 @@ struct Entry {
 
 std::vector<Entry> ReadSample(std::size_t& longest)
 {
-    std::ifstream csv(std::string(KEST_TEST_DATA) + "/../../Data/Sample/pois.csv");
-    std::string line;
-    std::getline(csv, line);
     std::vector<Entry> entries;
     longest = 0;
-    while (std::getline(csv, line)) {
-        const std::vector<std::string> f = KestTest::CompiledSample::SplitCsv(line);
+    for (const auto& row : KestTest::CompiledSample::Get().Rows()) {
+        const std::vector<std::string>& f = row.fields;
         std::int64_t lon = 0, lat = 0;
         EXPECT_TRUE(SourceFileReader::ParseDegrees(f[1], lon) && SourceFileReader::ParseDegrees(f[2], lat));
         std::vector<std::string> rejected;
@@ -59,7 +56,7 @@ std::vector<Entry> ReadSample(std::size_t& longest)
                                            PoiCoordinateFromMicroDegrees(static_cast<std::uint32_t>(lat))}});
             longest = std::max(longest, n.size());
         }
-        EXPECT_TRUE(rejected.empty()) << line;
+        EXPECT_TRUE(rejected.empty()) << f[4];
     }
     return entries;
 }
