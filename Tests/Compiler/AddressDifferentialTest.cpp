@@ -72,16 +72,12 @@ protected:
 
         // The POIs of each county: (category, name) in the store's order.
         std::vector<std::vector<std::pair<std::uint32_t, std::string>>> byCounty(gazetteer.Counties().size());
-        std::istringstream csv(ReadFile(kSample + "/pois.csv"));
-        std::string line;
-        std::getline(csv, line);
-        while (std::getline(csv, line)) {
-            const auto f = KestTest::CompiledSample::SplitCsv(line);
-            ASSERT_EQ(f.size(), 8u) << line;
+        for (const auto& row : KestTest::CompiledSample::Get().Rows()) {
+            const auto& f = row.fields;
             const int county = gazetteer.FindCounty(f[5], f[6], f[7]);
-            ASSERT_GE(county, 0) << line;
+            ASSERT_GE(county, 0) << f[0];
             byCounty[static_cast<std::size_t>(county)].emplace_back(static_cast<std::uint32_t>(std::stoul(f[3])),
-                                                                    GbkCodec::Gbk(f[0]));
+                                                                    row.name);
         }
 
         // The tree, areas in gazetteer order, categories ascending.

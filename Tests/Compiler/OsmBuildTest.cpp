@@ -145,21 +145,20 @@ TEST(OsmBuild, BadFilesFailTheBuildAndLeaveOutAlone)
         {"cut.osm", "<?xml version='1.0'?><osm version='0.6'><node id='1' lat='39.9'", "cut.osm: "},
         {"missing.osm", "", "missing.osm: "},
     };
+    KestTest::TempDir dir;
+    const std::string src = MakeSource(dir, kSample + "/districts.geojson");
+    const std::string out = dir.Path("out");
+    fs::create_directories(out);
+    std::ofstream(out + "/keep") << "old";
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.file);
-        KestTest::TempDir dir;
-        const std::string src = MakeSource(dir, kSample + "/districts.geojson");
-        const std::string out = dir.Path("out");
-        fs::create_directories(out);
-        std::ofstream(out + "/keep") << "old";
         const std::string path = dir.Path(c.file);
         if (!c.bytes.empty())
             std::ofstream(path, std::ios::binary) << c.bytes;
         std::string report, error;
-        EXPECT_FALSE(Build(src, out, {path}, report, nullptr, &error));
+        EXPECT_FALSE(Build(src, out, {path}, report, nullptr, &error)) << c.file;
         EXPECT_NE(error.find(c.error), std::string::npos) << error;
         EXPECT_EQ(error.find('\n'), std::string::npos) << error;
-        EXPECT_TRUE(fs::exists(out + "/keep"));
+        EXPECT_TRUE(fs::exists(out + "/keep")) << c.file;
     }
 }
 
