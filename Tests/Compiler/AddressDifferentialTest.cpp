@@ -5,7 +5,6 @@
 // true/false, the hits in order, their codes and the filtered hit total that
 // the model gives over the gazetteer and the rows of pois.csv. Between
 // queries the engine releases its query memory and runs other searches.
-// The category list the compiler wrote reads back whole.
 
 #include <gtest/gtest.h>
 
@@ -19,7 +18,6 @@
 #include <tuple>
 #include <vector>
 
-#include "Compiler/CategoryList.h"
 #include "Compiler/Gazetteer.h"
 #include "Compiler/GbkCodec.h"
 #include "POIEngine/eNdfIndexCategory.h"
@@ -74,16 +72,12 @@ protected:
 
         // The POIs of each county: (category, name) in the store's order.
         std::vector<std::vector<std::pair<std::uint32_t, std::string>>> byCounty(gazetteer.Counties().size());
-        std::istringstream csv(ReadFile(kSample + "/pois.csv"));
-        std::string line;
-        std::getline(csv, line);
-        while (std::getline(csv, line)) {
-            const auto f = KestTest::CompiledSample::SplitCsv(line);
-            ASSERT_EQ(f.size(), 8u) << line;
+        for (const auto& row : KestTest::CompiledSample::Get().Rows()) {
+            const auto& f = row.fields;
             const int county = gazetteer.FindCounty(f[5], f[6], f[7]);
-            ASSERT_GE(county, 0) << line;
+            ASSERT_GE(county, 0) << f[0];
             byCounty[static_cast<std::size_t>(county)].emplace_back(static_cast<std::uint32_t>(std::stoul(f[3])),
-                                                                    GbkCodec::Gbk(f[0]));
+                                                                    row.name);
         }
 
         // The tree, areas in gazetteer order, categories ascending.
@@ -242,9 +236,6 @@ TEST_F(AddressDifferential, LevelKindAndTheReaderMadeOnce)
     ePoiInfo again{};
     ASSERT_TRUE(engine.GetPOIInfo(0, 0, again));
     EXPECT_EQ(again.dX, info.dX);
-    // A code found nowhere in the county: true and no hit.
-    ASSERT_TRUE(engine.QueryByAddress(3, bj.c_str(), bj.c_str(), dc.c_str(), "1"));
-    EXPECT_EQ(engine.GetPOICount(0), 0);
 
     // Without the file the reader stays unconfigured, and the file is not
     // tried again until ReleaseQueryMem drops the reader.
@@ -261,35 +252,6 @@ TEST_F(AddressDifferential, LevelKindAndTheReaderMadeOnce)
     EXPECT_FALSE(late.QueryByAddress(3, bj.c_str(), bj.c_str(), dc.c_str(), "*"));
     late.ReleaseQueryMem();
     EXPECT_TRUE(late.QueryByAddress(3, bj.c_str(), bj.c_str(), dc.c_str(), "*"));
-}
-
-// Every branch and leaf that the compiler wrote, as the engine reads them.
-TEST_F(AddressDifferential, TheCategoryListReadsBackWhole)
-{
-    CategoryList list;
-    std::string error;
-    std::size_t line = 0;
-    ASSERT_TRUE(list.Parse(ReadFile(kSample + "/categories.txt"), error, line)) << error;
-    Engine engine;
-    engine.SetPoiPath(s_root.c_str());
-    char** names = nullptr;
-    int count = 0;
-    ASSERT_TRUE(engine.GetBranchPoiTypes(names, count));
-    ASSERT_EQ(count, static_cast<int>(list.Branches().size()));
-    for (int b = 0; b < count; ++b)
-        EXPECT_EQ(GbkCodec::Utf8(names[b]), list.Branches()[static_cast<std::size_t>(b)].name);
-    std::size_t leaves = 0;
-    for (const CategoryList::Branch& branch : list.Branches()) {
-        ASSERT_TRUE(engine.GetPoiTypes(GbkCodec::Gbk(branch.name).c_str(), names, count));
-        ASSERT_EQ(count, static_cast<int>(branch.leaves.size()));
-        for (int i = 0; i < count; ++i) {
-            EXPECT_EQ(GbkCodec::Utf8(names[i]), branch.leaves[static_cast<std::size_t>(i)].name);
-            EXPECT_EQ(engine.GetPoiCode(names[i]), static_cast<int>(branch.leaves[static_cast<std::size_t>(i)].code));
-        }
-        leaves += branch.leaves.size();
-    }
-    ASSERT_TRUE(engine.GetAllPoiTypes(names, count));
-    EXPECT_EQ(count, static_cast<int>(leaves));
 }
 
 } // namespace

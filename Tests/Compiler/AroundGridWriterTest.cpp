@@ -1,6 +1,7 @@
-// The around grid, writer against reader: hand-placed POIs whose answers
-// are known, the edges of the window, radius and categories, the nearest
-// search's rings, damaged files, and the engine's lifecycle around it.
+// The around grid, writer against reader: hand-placed POIs for the edges the
+// differential test cannot aim at (strict y window, x window ends where no
+// probe lands, radius limit, circles below the grid), damaged files, and the
+// engine's lifecycle around it.
 
 #include <gtest/gtest.h>
 
@@ -29,13 +30,11 @@ struct Placed {
     int code;
 };
 
-ueglobal_addr_t AddrOf(std::size_t i) { return MakeGlobalAddr(1, static_cast<std::uint32_t>(i), 7); }
-
 std::string Grid(const std::vector<Placed>& pois)
 {
     AroundGridWriter writer;
     for (std::size_t i = 0; i < pois.size(); ++i)
-        writer.Add(pois[i].x, pois[i].y, pois[i].code, AddrOf(i));
+        writer.Add(pois[i].x, pois[i].y, pois[i].code, MakeGlobalAddr(1, static_cast<std::uint32_t>(i), 7));
     std::string bytes;
     EXPECT_TRUE(writer.Bytes(bytes));
     return bytes;
@@ -59,11 +58,8 @@ protected:
         eArray<unsigned int> scores;
         const int n = m_reader->QueryByAround(addrs, scores, x, y, radius, type);
         hits.clear();
-        for (int i = 0; i < addrs.GetSize(); ++i) {
+        for (int i = 0; i < addrs.GetSize(); ++i)
             hits.push_back(addrs[i].page.nPage);
-            EXPECT_EQ(scores[i], 1u);
-        }
-        EXPECT_EQ(scores.GetSize(), addrs.GetSize());
         return n;
     }
 
@@ -71,8 +67,7 @@ protected:
     std::unique_ptr<eNdfQueryAround> m_reader;
 };
 
-// Around (116.0, 39.9): 1e-5 degree is one unit, 1e-6 degree one step of the
-// records.
+// Around (116.0, 39.9): 1e-5 degree is one unit, 1e-6 degree one step.
 const std::vector<Placed> kPlaced = {
     {116000000, 39900000, 1050},  // 0: the centre
     {116000950, 39900000, 1055},  // 1: 95 east, last code of the 1050 range
@@ -94,20 +89,11 @@ TEST_F(AroundGrid, AroundAnswersAsPlaced)
         std::vector<std::uint32_t> hits; // nearest first
     };
     const std::vector<Case> cases = {
-        {"centre, every category", 116.0, 39.9, 100, 65536, 2, {0, 1}},
         {"the y window is strict: 100 north is out at radius 100", 116.0, 39.9, 100.9, 65536, 2, {0, 1}},
         {"and in at radius 101", 116.0, 39.9, 101, 65536, 3, {0, 1, 3}},
         {"range 1050 takes 1050 to 1055", 116.0, 39.9, 200, 1050, 2, {0, 1}},
-        {"any other type takes its code alone", 116.0, 39.9, 200, 1056, 1, {2}},
-        {"range 2000 takes 2040", 116.0, 39.9, 200, 2000, 1, {3}},
-        {"nothing of the type within the radius", 116.0, 39.9, 200, 7000, 0, {}},
         {"radius 10000.0 is accepted", 116.0, 39.9, 10000.0, 65536, 5, {0, 1, 3, 2, 4}},
         {"radius 10000.5 is refused", 116.0, 39.9, 10000.5, 65536, -1, {}},
-        {"wholly west of the grid", 115.8, 39.95, 500, 65536, -1, {}},
-        {"wholly east of the grid", 116.2, 39.95, 500, 65536, -1, {}},
-        {"wholly north of the grid", 116.05, 40.0, 500, 65536, -1, {}},
-        {"wholly south of the grid", 116.05, 39.7, 500, 65536, -1, {}},
-        {"inside the grid, nothing near", 116.05, 39.95, 500, 65536, 0, {}},
         {"a negative radius makes an empty rectangle", 116.05, 39.95, -5, 65536, -1, {}},
         {"not a number", std::nan(""), 39.9, 100, 65536, -1, {}},
         // Below the grid the minimum y goes to x0: the walk starts far to the
@@ -119,6 +105,10 @@ TEST_F(AroundGrid, AroundAnswersAsPlaced)
         EXPECT_EQ(Around(c.x, c.y, c.radius, c.type, hits), c.count) << c.what;
         EXPECT_EQ(hits, c.hits) << c.what;
     }
+    // At most 800 columns and rows however the box is shaped.
+    const auto g = AroundGridWriter::ChooseGeometry(0, 0, 180000000, 90000000);
+    EXPECT_LE(static_cast<long long>((g.maxX - g.minX) / g.cellWidth), 799);
+    EXPECT_LT(g.Cell(180000000, 90000000), 640000);
 }
 
 TEST_F(AroundGrid, WindowEndsNoProbeReachedAreStrict)
@@ -130,78 +120,22 @@ TEST_F(AroundGrid, WindowEndsNoProbeReachedAreStrict)
     ASSERT_TRUE(Open(Grid({{116000000, 39900000, 1}, {116001000, 39900000, 1}, corners[0], corners[1]})));
     std::vector<std::uint32_t> hits;
     EXPECT_EQ(Around(116.0, 39.9, 100, 65536, hits), 1);
-    EXPECT_EQ(Around(116.0000001, 39.9, 100, 65536, hits), 1); // still the same whole step
     EXPECT_EQ(Around(116.0000015, 39.9, 100, 65536, hits), 2);
     // In a cell of many records the probe lands inside and the run is taken
     // with the x window inclusive.
-    std::vector<Placed> row;
-    for (int i = 0; i < 9; ++i)
-        row.push_back({116000100u + static_cast<std::uint32_t>(i) * 10, 39900000, 1});
-    row.insert(row.end(), std::begin(corners), std::end(corners));
+    std::vector<Placed> row(std::begin(corners), std::end(corners));
+    for (std::uint32_t i = 0; i < 9; ++i)
+        row.push_back({116000100u + i * 10, 39900000, 1});
     ASSERT_TRUE(Open(Grid(row)));
     EXPECT_EQ(Around(116.0001405, 39.9, 4, 65536, hits), 9);
     EXPECT_EQ(Around(116.0001405, 39.9, 3, 65536, hits), 7);
 }
 
-TEST_F(AroundGrid, NearestWidensItsRingsButNotIntoCellsAlreadySearched)
-{
-    int maxDistance = 0;
-    eArray<ueglobal_addr_t> addrs;
-    // Small cells: the POI 1500 units away is found at radius 2000.
-    ASSERT_TRUE(Open(Grid({{116000000, 39900000, 1}, {116300000, 40200000, 1}, {116100000, 40000000, 1}})));
-    EXPECT_TRUE(m_reader->QueryNearestPOI(addrs, maxDistance, 116.115, 40.0));
-    ASSERT_EQ(addrs.GetSize(), 1);
-    EXPECT_EQ(addrs[0].page.nPage, 2u);
-    EXPECT_EQ(maxDistance, 10000);
-    // Nothing within 8000 units.
-    addrs.RemoveAll();
-    EXPECT_FALSE(m_reader->QueryNearestPOI(addrs, maxDistance, 116.2, 40.1));
-    EXPECT_EQ(addrs.GetSize(), 0);
-
-    // Cells of 2000 units: 1000 west of the corner POI lies in its cell, so
-    // that radius 500 searches the cell and finds nothing, and the larger
-    // rings skip it. The around search finds it.
-    ASSERT_TRUE(Open(Grid({{100000000, 20000000, 1}, {116000000, 39900000, 1}})));
-    EXPECT_FALSE(m_reader->QueryNearestPOI(addrs, maxDistance, 115.99, 39.9));
-    std::vector<std::uint32_t> hits;
-    EXPECT_EQ(Around(115.99, 39.9, 2000, 65536, hits), 1);
-    // From the POI itself it is found at once, and again on a second call.
-    EXPECT_TRUE(m_reader->QueryNearestPOI(addrs, maxDistance, 116.0, 39.9));
-    EXPECT_TRUE(m_reader->QueryNearestPOI(addrs, maxDistance, 116.0, 39.9));
-    EXPECT_EQ(addrs.GetSize(), 2); // appended
-}
-
-TEST_F(AroundGrid, BytesDoNotDependOnTheOrderAdded)
-{
-    std::vector<Placed> reversed(kPlaced.rbegin(), kPlaced.rend());
-    AroundGridWriter a, b;
-    for (std::size_t i = 0; i < kPlaced.size(); ++i) {
-        a.Add(kPlaced[i].x, kPlaced[i].y, kPlaced[i].code, AddrOf(i));
-        b.Add(reversed[i].x, reversed[i].y, reversed[i].code, AddrOf(kPlaced.size() - 1 - i));
-    }
-    std::string bytesA, bytesB;
-    ASSERT_TRUE(a.Bytes(bytesA));
-    ASSERT_TRUE(b.Bytes(bytesB));
-    EXPECT_EQ(bytesA, bytesB);
-    EXPECT_EQ(bytesA.compare(0, 4, "KAR\x01"), 0);
-    // At most 800 columns and rows however the box is shaped, and cells no
-    // smaller than the compiler's minimum.
-    for (const auto& box : {std::vector<std::uint32_t>{0, 0, 180000000, 90000000},
-                            std::vector<std::uint32_t>{116000000, 39000000, 116000000, 39000001}}) {
-        const auto g = AroundGridWriter::ChooseGeometry(box[0], static_cast<std::int32_t>(box[1]), box[2],
-                                                        static_cast<std::int32_t>(box[3]));
-        EXPECT_LE(static_cast<long long>((g.maxX - g.minX) / g.cellWidth), 799);
-        EXPECT_LE(g.rows, 800);
-        EXPECT_GE(g.cellWidth, NdfFormat::kAroundMinCellSize);
-        EXPECT_LT(g.Cell(box[2], static_cast<std::int32_t>(box[3])), 640000);
-    }
-}
-
 TEST_F(AroundGrid, DamagedFilesGiveNoHitsAndNoStrayReads)
 {
     const std::string good = Grid(kPlaced);
-    const std::uint32_t directory = NdfBytes::Get32(reinterpret_cast<const unsigned char*>(good.data()) + 4);
-    const std::uint32_t records = NdfBytes::Get32(reinterpret_cast<const unsigned char*>(good.data()) + 8);
+    const auto* head = reinterpret_cast<const unsigned char*>(good.data());
+    const std::uint32_t directory = NdfBytes::Get32(head + 4), records = NdfBytes::Get32(head + 8);
     auto with = [&](std::size_t at, std::uint32_t value) {
         std::string bytes = good;
         NdfBytes::Put32(reinterpret_cast<unsigned char*>(&bytes[at]), value);
@@ -212,16 +146,15 @@ TEST_F(AroundGrid, DamagedFilesGiveNoHitsAndNoStrayReads)
         std::memcpy(&bytes[at], &value, sizeof value);
         return bytes;
     };
-    // The directory entry of the centre's cell.
+    // The directory entry of the centre's cell, which holds POIs 0, 1 and 2.
     const auto geometry = AroundGridWriter::ChooseGeometry(115900000, 39800000, 116100000, 39980000);
     const std::size_t centre = directory + static_cast<std::size_t>(geometry.Cell(116000000, 39900000)) * 8;
-    struct Case {
+    const struct {
         const char* what;
         std::string bytes;
         bool opens;
-        int centreHits; // QueryByAround at POI 0, radius 100
-    };
-    const std::vector<Case> cases = {
+        int centreHits; // QueryByAround at POI 0, radius 100; -2: anything
+    } cases[] = {
         {"empty file", "", false, 0},
         {"short header", good.substr(0, 63), false, 0},
         {"cut in the directory", good.substr(0, directory + 16), false, 0},
@@ -233,33 +166,23 @@ TEST_F(AroundGrid, DamagedFilesGiveNoHitsAndNoStrayReads)
         {"cells far too small", withDouble(48, 1e-300), false, 0},
         {"directory inside the header", with(4, 8), false, 0},
         {"record area past the end", with(8, static_cast<std::uint32_t>(good.size() + 1)), false, 0},
-        {"magic changed: not the search's business", with(0, 0), true, 2},
-        // The centre's cell holds POIs 0, 1 and 2.
         {"count past the end", with(centre, 0x7FFFFFFF), true, 0},
         {"count negative", with(centre, 0x80000000), true, 0},
         {"offset past the end", with(centre + 4, 0xFFFFFFF0), true, 0},
         {"records moved to the directory's last bytes", with(8, records - 8), true, -2},
     };
-    for (const Case& c : cases) {
+    std::vector<std::uint32_t> hits;
+    int maxDistance = 0;
+    eArray<ueglobal_addr_t> addrs;
+    for (const auto& c : cases) {
         ASSERT_EQ(Open(c.bytes), c.opens) << c.what;
-        std::vector<std::uint32_t> hits;
-        int maxDistance = 0;
-        eArray<ueglobal_addr_t> addrs;
-        if (!c.opens) {
-            EXPECT_EQ(Around(116.0, 39.9, 100, 65536, hits), -1) << c.what;
-            EXPECT_FALSE(m_reader->QueryNearestPOI(addrs, maxDistance, 116.0, 39.9)) << c.what;
-            continue;
-        }
         const int n = Around(116.0, 39.9, 100, 65536, hits);
-        if (c.centreHits >= 0) {
-            EXPECT_EQ(n, c.centreHits) << c.what;
-        }
-        m_reader->QueryNearestPOI(addrs, maxDistance, 116.0, 39.9);
+        EXPECT_TRUE(n == (c.opens ? c.centreHits : -1) || c.centreHits == -2) << c.what;
+        EXPECT_FALSE(m_reader->QueryNearestPOI(addrs, maxDistance, 116.0, 39.9) && !c.opens) << c.what;
         Around(116.1, 39.98, 10000, 65536, hits);
     }
-
-    // Random bytes anywhere: whatever the reader makes of them, it stays
-    // inside its buffers (the sanitizer build watches).
+    // Random bytes anywhere: the reader stays inside its buffers (the
+    // sanitizer build watches).
     std::mt19937 rng(7);
     for (int round = 0; round < 60; ++round) {
         std::string bytes = good;
@@ -267,17 +190,14 @@ TEST_F(AroundGrid, DamagedFilesGiveNoHitsAndNoStrayReads)
             bytes[rng() % bytes.size()] = static_cast<char>(rng());
         if (!Open(bytes))
             continue;
-        std::vector<std::uint32_t> hits;
-        int maxDistance = 0;
-        eArray<ueglobal_addr_t> addrs;
         Around(116.0 + (rng() % 100) * 1e-3, 39.9 + (rng() % 80) * 1e-3, rng() % 10001, 65536, hits);
         m_reader->QueryNearestPOI(addrs, maxDistance, 116.05, 39.95);
     }
 }
 
-// The engine over the compiled sample: the around kind, its record reads,
-// ReleaseQueryMem between searches of other kinds, and a grid that appears
-// after a failed open.
+// The engine over the compiled sample: the around kind across
+// ReleaseQueryMem and other searches, and a grid that appears after a failed
+// open.
 TEST(AroundEngine, LifecycleAcrossReleaseAndOtherSearches)
 {
     const std::string root = KestTest::CompiledSample::Get().Root();
@@ -285,28 +205,21 @@ TEST(AroundEngine, LifecycleAcrossReleaseAndOtherSearches)
     engine.SetPoiPath(root.c_str());
     ASSERT_EQ(engine.QueryByAround(116.397428, 39.90923, 1000, 65536), 1);
     const int count = engine.GetPOICount(0);
-    ASSERT_GT(count, 0);
-    ePoiInfo first{};
+    ePoiInfo first{}, again{};
     ASSERT_TRUE(engine.GetPOIInfo(0, 0, first));
-    EXPECT_LT(std::fabs(first.dX - 116.397428) + std::fabs(first.dY - 39.90923), 0.03);
     EXPECT_NE(first.szAddress[0], '\0');
-    EXPECT_FALSE(engine.GetPOIInfo(0, count, first));
-
     engine.ReleaseQueryMem();
     char* letters = nullptr;
     int letterCount = 0;
     ASSERT_TRUE(engine.QueryByInitial(3, 10, "*", "*", "B", letters, letterCount));
     ASSERT_EQ(engine.QueryByAround(116.397428, 39.90923, 1000, 65536), 1);
     EXPECT_EQ(engine.GetPOICount(0), count);
-    ePoiInfo again{};
     ASSERT_TRUE(engine.GetPOIInfo(0, 0, again));
     EXPECT_EQ(std::memcmp(&first, &again, sizeof first), 0);
     engine.ReleaseQueryMem();
     engine.ReleaseQueryMem();
     int maxDistance = 0;
     ASSERT_EQ(engine.QueryNearestPOI(116.397428, 39.90923, maxDistance), 1);
-    EXPECT_GT(engine.GetPOICount(0), 0);
-    EXPECT_EQ(engine.QueryByAround(116.397428, 39.90923, 10000.5, 65536), 0);
 
     // Without the grid the search fails, and tries again next time.
     KestTest::TempDir dir;

@@ -34,10 +34,7 @@ using namespace KestTest;
 
 namespace {
 
-class Engine : public ePOIEngineManager {
-public:
-    int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
-};
+using Engine = KestTest::LoadedEngine;
 
 struct Crossroad {
     std::string name, province, city; // GBK
@@ -60,13 +57,7 @@ std::vector<Crossroad> ReadCrossroads()
     return rows;
 }
 
-std::string Fold(const std::string& typed)
-{
-    std::string out;
-    for (char c : typed)
-        out.push_back(static_cast<char>(eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(c))));
-    return out;
-}
+using KestTest::Fold;
 
 // What a typed text finds among `rows`: the names, once per match. One
 // keyword: its pieces' words, a phrase within a piece, anywhere across pieces.
@@ -179,12 +170,7 @@ TEST_F(CrossDifferential, InitialsMatchTheOracle)
                     nextSet.insert(key[prefix.size()]);
             }
         }
-        std::vector<char> letters(nextSet.begin(), nextSet.end());
-        std::sort(letters.begin(), letters.end(),
-                  [](char a, char b) { return static_cast<signed char>(a) < static_cast<signed char>(b); });
-        std::string next;
-        for (char c : letters)
-            next.push_back(static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c));
+        std::string next = KestTest::NextLetters(nextSet);
         int count = static_cast<int>(want.size());
         if (direct >= 100)
             count = 100; // the direct hits stop at 100; nothing deeper is counted
@@ -209,12 +195,7 @@ TEST_F(CrossDifferential, InitialsMatchTheOracle)
         EXPECT_EQ(letterCount, static_cast<int>(next.size())) << context;
         if (direct >= 100)
             continue;
-        std::multiset<std::string> got;
-        for (int i = 0; i < count; ++i) {
-            ePoiInfo info{};
-            ASSERT_TRUE(engine.GetPOIInfo(0, i, info)) << context << " hit " << i;
-            got.insert(std::string(info.szName, strnlen(info.szName, sizeof info.szName)));
-        }
+        const std::multiset<std::string> got = KestTest::HitSet(engine);
         ASSERT_EQ(got, want) << context;
         withHits += !want.empty();
         paged += count > direct;
@@ -268,21 +249,8 @@ TEST_F(CrossDifferential, TextMatchesTheOracle)
             << context;
         if (!known)
             continue;
-        std::multiset<std::string> got;
-        for (int i = 0; i < engine.GetPOICount(0); ++i) {
-            ePoiInfo info{};
-            ASSERT_TRUE(engine.GetPOIInfo(0, i, info)) << context;
-            got.insert(std::string(info.szName, strnlen(info.szName, sizeof info.szName)));
-        }
-        if (want.size() <= 100) {
-            ASSERT_EQ(got, want) << context;
-        } else {
-            // The first 100 by rank: all of them in the oracle's.
-            ASSERT_EQ(got.size(), 100u) << context;
-            for (const auto& found : std::set<std::string>(got.begin(), got.end()))
-                ASSERT_LE(got.count(found), want.count(found)) << context;
-            ++capped;
-        }
+        const std::multiset<std::string> got = KestTest::HitSet(engine);
+        capped += KestTest::ExpectCapped(got, want, context);
         withHits += !want.empty();
     }
     EXPECT_GT(withHits, 250);

@@ -19,6 +19,7 @@
 #include "Compiler/InitialIndexWriter.h"
 #include "Ndf/eNdfRecordsetTabular.h"
 #include "POIEngine/ePOIEngineManager.h"
+#include "Support/CompiledSample.h"
 #include "Support/TempDir.h"
 
 using namespace Kest;
@@ -133,19 +134,6 @@ protected:
 
     static std::string Root() { return s_dir->Path("out"); }
 
-    // The names of all hits of the last search.
-    static std::vector<std::string> Names(ePOIEngineManager& engine)
-    {
-        std::vector<std::string> names;
-        for (int i = 0; i < engine.GetPOICount(0); ++i) {
-            ePoiInfo info{};
-            if (!engine.GetPOIInfo(0, i, info))
-                break;
-            names.push_back(GbkCodec::Utf8(std::string(info.szName, strnlen(info.szName, sizeof info.szName))));
-        }
-        return names;
-    }
-
     static KestTest::TempDir* s_dir;
     KestTest::TempDir m_copy;
     char* m_letters = nullptr;
@@ -154,28 +142,18 @@ protected:
 
 KestTest::TempDir* CrossSearch::s_dir = nullptr;
 
-TEST_F(CrossSearch, ModesChooseTheKeys)
+// What the random queries of the differential test do not reach: the modes
+// that list district nodes, a mode above 3 failing before the kind of the hits
+// changes, an unknown data set, and the readers kept across ReleaseQueryMem.
+TEST_F(CrossSearch, ModesFileNumbersAndKeptReaders)
 {
     Engine engine;
     engine.SetPoiPath(Root().c_str());
-    // Road B first: the crossroads under their second order.
-    std::vector<std::vector<std::string>> results;
-    for (int mode : {2, 3, -1}) {
-        ASSERT_TRUE(engine.QueryCrossRoadByPY(mode, 10, "*", "*", "DWDJT", m_letters, m_letterCount)) << mode;
-        results.push_back(Names(engine));
-        EXPECT_EQ(std::string(m_letters), "pty") << mode; // DWDJ then TPJ, TTL, TYGL...
-    }
-    EXPECT_EQ(results[0].size(), 5u); // 东外大街与东外大街 is keyed DWDJDWDJ only
-    EXPECT_EQ(results[1], results[0]);
-    EXPECT_EQ(results[2], results[0]);
-
-    // One key: the district nodes of the named province, not crossroads.
     ASSERT_TRUE(engine.QueryCrossRoadByPY(1, 10, G("北京市").c_str(), nullptr, nullptr, m_letters, m_letterCount));
     EXPECT_EQ(engine.GetPOICount(0), 0);
     EXPECT_STREQ(m_letters, "");
     EXPECT_TRUE(engine.QueryCrossRoadByPY(0, 10, nullptr, nullptr, nullptr, m_letters, m_letterCount));
 
-    // Above 3 fails before the kind of the hits changes.
     ASSERT_TRUE(engine.QueryCrossRoadByText(3, 10, "*", "*", G("东外大街").c_str()));
     const int textHits = engine.GetPOICount(0);
     EXPECT_GT(textHits, 6);
@@ -187,25 +165,22 @@ TEST_F(CrossSearch, ModesChooseTheKeys)
     EXPECT_EQ(engine.Kind(), 0);
     EXPECT_EQ(engine.GetPOICount(0), 5);
     EXPECT_EQ(std::string(m_letters), "pty"); // TPJ, TTL, TYGL, TYCL, TYL
-}
-
-TEST_F(CrossSearch, EachFileNumberOpensItsOwnFile)
-{
-    ePOIEngineManager engine;
-    engine.SetPoiPath(Root().c_str());
-    ASSERT_TRUE(engine.QueryCrossRoadByPY(3, 11, "*", "*", "JFL", m_letters, m_letterCount));
-    EXPECT_EQ(Names(engine), std::vector<std::string>{"人民路与解放路口"});
-    ASSERT_TRUE(engine.QueryCrossRoadByPY(3, 10, "*", "*", "TTL", m_letters, m_letterCount));
-    EXPECT_EQ(Names(engine), std::vector<std::string>{"天坛路与东外大街交叉口"});
-    ASSERT_TRUE(engine.QueryCrossRoadByText(3, 11, "*", "*", G("解放路").c_str()));
-    EXPECT_EQ(Names(engine), (std::vector<std::string>{"人民路与解放路口", "人民路与解放路口"}));
-    ASSERT_TRUE(engine.QueryCrossRoadByText(3, 10, "*", "*", G("天坛路").c_str()));
-    EXPECT_EQ(Names(engine), (std::vector<std::string>{"天坛路与东外大街交叉口", "天坛路与东外大街交叉口"}));
-    // Only the swapped form holds this phrase.
-    ASSERT_TRUE(engine.QueryCrossRoadByText(3, 10, "*", "*", G("东外大街与天坛路").c_str()));
-    EXPECT_EQ(Names(engine), std::vector<std::string>{"天坛路与东外大街交叉口"});
     EXPECT_FALSE(engine.QueryCrossRoadByPY(3, 12, "*", "*", "T", m_letters, m_letterCount));
     EXPECT_FALSE(engine.QueryCrossRoadByText(3, 12, "*", "*", G("天坛路").c_str()));
+
+    char* letters = nullptr;
+    int count = 0;
+    for (int round = 0; round < 3; ++round) {
+        SCOPED_TRACE(round);
+        ASSERT_TRUE(engine.QueryCrossRoadByPY(3, 10, "*", "*", "t", m_letters, m_letterCount));
+        EXPECT_EQ(KestTest::HitNames(engine).size(), 5u); // all of them paged in from the reader
+        ASSERT_TRUE(engine.QueryCrossRoadByText(3, 11, "*", "*", G("解放路").c_str()));
+        EXPECT_EQ(KestTest::HitNames(engine), (std::vector<std::string>{"人民路与解放路口", "人民路与解放路口"}));
+        engine.ReleaseQueryMem();
+        // Another search in between makes a pool of its own.
+        EXPECT_TRUE(engine.QueryByInitial(3, 10, "*", "*", "Q", letters, count));
+        engine.ReleaseQueryMem();
+    }
 }
 
 TEST_F(CrossSearch, PinyinHeaderIsReadAgainUnlessTheFileIdIsTheNumberGiven)
@@ -237,25 +212,6 @@ TEST_F(CrossSearch, PinyinHeaderIsReadAgainUnlessTheFileIdIsTheNumberGiven)
     EXPECT_STREQ(m_letters, "t");
 }
 
-TEST_F(CrossSearch, KeptReadersAreGivenTheNewPool)
-{
-    ePOIEngineManager engine;
-    engine.SetPoiPath(Root().c_str());
-    char* letters = nullptr;
-    int count = 0;
-    for (int round = 0; round < 3; ++round) {
-        SCOPED_TRACE(round);
-        ASSERT_TRUE(engine.QueryCrossRoadByPY(3, 10, "*", "*", "t", m_letters, m_letterCount));
-        EXPECT_EQ(Names(engine).size(), 5u); // all of them paged in from the reader
-        ASSERT_TRUE(engine.QueryCrossRoadByText(3, 10, "*", "*", G("体育").c_str()));
-        EXPECT_EQ(Names(engine).size(), 4u);
-        engine.ReleaseQueryMem();
-        // Another search in between makes a pool of its own.
-        EXPECT_TRUE(engine.QueryByInitial(3, 10, "*", "*", "Q", letters, count));
-        engine.ReleaseQueryMem();
-    }
-}
-
 TEST_F(CrossSearch, DamagedFilesFailOrAreNamed)
 {
     struct Damage {
@@ -264,10 +220,9 @@ TEST_F(CrossSearch, DamagedFilesFailOrAreNamed)
         double where; // share of the file; negative: truncate to that share
     };
     const Damage damages[] = {
-        {"410.ndf", "index header", 0.0},  {"410.ndf", "file header", 0.03}, {"410.ndf", "a middle page", 0.5},
-        {"410.ndf", "the last page", 0.9}, {"410.ndf", "truncated", -0.6},   {"310.ndf", "index header", 0.0},
-        {"310.ndf", "a middle page", 0.5}, {"310.ndf", "the last page", 0.9}, {"310.ndf", "truncated", -0.6},
-        {"1.ndf", "a middle page", 0.5},   {"1.ndf", "truncated", -0.3},
+        {"410.ndf", "index header", 0.0}, {"410.ndf", "file header", 0.03}, {"410.ndf", "a middle page", 0.5},
+        {"410.ndf", "truncated", -0.6},   {"310.ndf", "index header", 0.0}, {"310.ndf", "the last page", 0.9},
+        {"310.ndf", "truncated", -0.6},   {"1.ndf", "a middle page", 0.5},  {"1.ndf", "truncated", -0.3},
     };
     for (const Damage& d : damages) {
         SCOPED_TRACE(std::string(d.file) + " " + d.what);
@@ -288,15 +243,11 @@ TEST_F(CrossSearch, DamagedFilesFailOrAreNamed)
         ePOIEngineManager engine;
         engine.SetPoiPath(data.c_str());
         bool clean = true;
-        for (const char* typed : {"T", "D", "TYGL"}) {
-            const bool ok = engine.QueryCrossRoadByPY(3, 10, "*", "*", typed, m_letters, m_letterCount);
-            const std::size_t hits = ok ? Names(engine).size() : 0;
-            clean = clean && ok && engine.GetLastDamage().IsEmpty() && hits > 0;
-        }
-        for (const char* text : {"体育馆路", "东外大街"}) {
-            const bool ok = engine.QueryCrossRoadByText(3, 10, "*", "*", G(text).c_str());
-            const std::size_t hits = ok ? Names(engine).size() : 0;
-            clean = clean && ok && engine.GetLastDamage().IsEmpty() && hits > 0;
+        for (const char* typed : {"T", "D", "TYGL", "体育馆路", "东外大街"}) {
+            const bool ok = typed[0] & 0x80
+                                ? engine.QueryCrossRoadByText(3, 10, "*", "*", G(typed).c_str())
+                                : engine.QueryCrossRoadByPY(3, 10, "*", "*", typed, m_letters, m_letterCount);
+            clean = clean && ok && engine.GetLastDamage().IsEmpty() && !KestTest::HitNames(engine).empty();
         }
         EXPECT_FALSE(clean);
     }

@@ -93,49 +93,42 @@ protected:
         const auto& sample = KestTest::CompiledSample::Get();
         s_root = sample.Root();
         std::ifstream in(std::string(KEST_TEST_DATA) + "/../../Data/Sample/districts.geojson");
-        const nlohmann::json doc = nlohmann::json::parse(in);
-        // Provinces, cities and counties in order of first appearance.
-        std::vector<std::string> provinces;
-        std::map<std::string, std::vector<std::string>> cities;
-        std::map<std::string, std::vector<std::string>> countiesOf;
+        // Counties keyed by province, city (the municipality for "市辖区" and
+        // "县") and name, numbered in order of first appearance; ordered by
+        // the first appearance of their province, then of their city.
+        std::map<std::string, int> firstSeen;
         std::map<std::string, County> counties;
+        std::map<std::string, std::string> rank; // county key -> sort key
+        const nlohmann::json doc = nlohmann::json::parse(in);
         for (const auto& f : doc["features"]) {
             const auto& props = f["properties"];
             const std::string p = props["province"], cRaw = props["city"], k = props["county"];
-            const std::string c = cRaw == "市辖区" || cRaw == "县" ? p : cRaw;
-            if (std::find(provinces.begin(), provinces.end(), p) == provinces.end())
-                provinces.push_back(p);
-            auto& cs = cities[p];
-            if (std::find(cs.begin(), cs.end(), c) == cs.end())
-                cs.push_back(c);
-            const std::string key = p + "/" + c + "/" + k;
+            const std::string c = cRaw == "市辖区" || cRaw == "县" ? p : cRaw, key = p + "/" + c + "/" + k;
+            for (const std::string& seen : {p, p + "/" + c})
+                firstSeen.emplace(seen, static_cast<int>(firstSeen.size()));
             if (!counties.count(key)) {
-                countiesOf[p + "/" + c].push_back(key);
-                const auto number = static_cast<unsigned int>(counties.size() + 1);
-                counties[key].number = number;
+                counties[key].number = static_cast<unsigned int>(counties.size() + 1);
+                char order[32];
+                std::snprintf(order, sizeof order, "%06d/%06d/%06u", firstSeen[p], firstSeen[p + "/" + c],
+                              counties[key].number);
+                rank[key] = order;
             }
             const auto& g = f["geometry"];
-            std::vector<nlohmann::json> polygons;
-            if (g["type"] == "Polygon")
-                polygons.push_back(g["coordinates"]);
-            else
-                for (const auto& poly : g["coordinates"])
-                    polygons.push_back(poly);
-            for (const auto& poly : polygons) {
+            for (const auto& poly : g["type"] == "Polygon" ? nlohmann::json::array({g["coordinates"]}) : g["coordinates"]) {
                 Ring ring;
                 for (const auto& pos : poly[0])
                     ring.emplace_back(pos[0].get<double>(), pos[1].get<double>());
                 counties[key].outers.push_back(ring);
             }
         }
-        for (const auto& p : provinces)
-            for (const auto& c : cities[p])
-                for (const auto& key : countiesOf[p + "/" + c]) {
-                    County county = counties[key];
-                    std::stable_sort(county.outers.begin(), county.outers.end(),
-                                     [](const Ring& a, const Ring& b) { return Area(a) > Area(b); });
-                    s_counties.push_back(county);
-                }
+        std::map<std::string, County> ordered;
+        for (auto& [key, county] : counties) {
+            std::stable_sort(county.outers.begin(), county.outers.end(),
+                             [](const Ring& a, const Ring& b) { return Area(a) > Area(b); });
+            ordered[rank[key]] = county;
+        }
+        for (const auto& entry : ordered)
+            s_counties.push_back(entry.second);
     }
 
     // The oracle: the first county in file order one of whose outer rings

@@ -62,20 +62,6 @@ TEST(FeatureBlock, RoundTripsEveryPairExactlyAtANonZeroOffset)
     }
 }
 
-TEST(FeatureBlock, HasTheDocumentedBytes)
-{
-    // Child (file 110, page 300, element 2, 5 records); no leaf.
-    EXPECT_EQ((Block{0x01, 110, 0xAC, 0x02, 2, 5}), FeatureBlockEncoder::Encode(MakeGlobalAddr(110, 300, 2), 5, {}, 0));
-    // Only a leaf; an all-zero node is the flags byte alone.
-    EXPECT_EQ((Block{0x02, 1, 0, 0, 1}), FeatureBlockEncoder::Encode({}, 0, MakeGlobalAddr(1, 0, 0), 1));
-    EXPECT_EQ((Block{0x00}), FeatureBlockEncoder::Encode({}, 0, {}, 0));
-    // An address with a count of 0 is kept as written.
-    const Decoded d(FeatureBlockEncoder::Encode(MakeGlobalAddr(0, 9, 0), 0, {}, 0));
-    EXPECT_TRUE(d.ok);
-    EXPECT_TRUE(d.child == MakeGlobalAddr(0, 9, 0));
-    EXPECT_EQ(0u, d.childCount);
-}
-
 TEST(FeatureBlock, RefusesMalformedBlocksAndGivesEmptyPairs)
 {
     const Block good = FeatureBlockEncoder::Encode(MakeGlobalAddr(3, 200, 1), 4, MakeGlobalAddr(3, 7, 9), 2);

@@ -102,28 +102,3 @@ TEST(Gazetteer, RefusesFilesItCannotNumber)
     EXPECT_TRUE(g.Parse(Collection(features), error)) << error;
     EXPECT_EQ(99, g.Provinces().back().dataSet);
 }
-
-TEST(Gazetteer, KeepsEachCountysRingsAsRegionParts)
-{
-    // A MultiPolygon of two polygons (the first with a hole), and the same
-    // county again in a second feature: four parts in file order.
-    Gazetteer g;
-    std::string error;
-    ASSERT_TRUE(g.Parse(Collection({Feature("p", "c", "x",
-                                            R"({"type":"MultiPolygon","coordinates":[)"
-                                            R"([[[0,0],[4,0],[4,4],[0,0]],[[1,1],[2,1],[2,2]]],)"
-                                            R"([[[10,10],[11,10],[11,11,55]]]]})"),
-                                    Feature("p", "c", "y"), Feature("p", "c", "x")}),
-                        error))
-        << error;
-    ASSERT_EQ(2u, g.Counties().size());
-    const Kest::eGeoRegion& x = g.Counties()[0].boundary;
-    ASSERT_EQ(4, x.GetPartCount());
-    const int sizes[4] = {4, 3, 3, 4};
-    for (int i = 0; i < 4; ++i)
-        EXPECT_EQ(sizes[i], x.GetSubPntCount(i)) << i;
-    EXPECT_EQ(Kest::ePoint2D(2, 1), x.GetPoints(1)[1]);
-    EXPECT_EQ(Kest::ePoint2D(11, 11), x.GetPoints(2)[2]) << "an altitude is ignored";
-    EXPECT_EQ(Kest::ePoint2D(116.2, 39.1), x.GetPoints(3)[1]);
-    EXPECT_EQ(1, g.Counties()[1].boundary.GetPartCount());
-}

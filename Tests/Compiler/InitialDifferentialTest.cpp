@@ -31,10 +31,7 @@ using namespace Kest;
 
 namespace {
 
-class Engine : public ePOIEngineManager {
-public:
-    int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
-};
+using Engine = KestTest::LoadedEngine;
 
 struct Poi {
     std::string name; // GBK
@@ -42,13 +39,7 @@ struct Poi {
     std::vector<std::string> keys; // the variants, cut at the depth
 };
 
-std::string Fold(const std::string& typed)
-{
-    std::string out;
-    for (char c : typed)
-        out.push_back(static_cast<char>(eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(c))));
-    return out;
-}
+using KestTest::Fold;
 
 class InitialDifferential : public ::testing::Test {
 protected:
@@ -130,12 +121,7 @@ TEST_F(InitialDifferential, RandomQueriesMatchTheOracle)
             else
                 nextSet.insert((*key)[prefix.size()]);
         }
-        std::string next;
-        std::vector<char> letters(nextSet.begin(), nextSet.end());
-        std::sort(letters.begin(), letters.end(),
-                  [](char a, char b) { return static_cast<signed char>(a) < static_cast<signed char>(b); });
-        for (char c : letters)
-            next.push_back(static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c));
+        std::string next = KestTest::NextLetters(nextSet);
         if (direct >= 100)
             next = "abcdefghijklmnopqrstuvwxyz";
 
@@ -149,12 +135,7 @@ TEST_F(InitialDifferential, RandomQueriesMatchTheOracle)
         ASSERT_EQ(engine.GetPOICount(0), static_cast<int>(want.size())) << context;
         EXPECT_EQ(engine.Loaded(), std::min(direct, 100)) << context;
         EXPECT_EQ(std::string(letterBuffer), next) << context;
-        std::multiset<std::string> got;
-        for (int i = 0; i < static_cast<int>(want.size()); ++i) {
-            ePoiInfo info{};
-            ASSERT_TRUE(engine.GetPOIInfo(0, i, info)) << context << " hit " << i;
-            got.insert(std::string(info.szName, strnlen(info.szName, sizeof info.szName)));
-        }
+        const std::multiset<std::string> got = KestTest::HitSet(engine);
         ASSERT_EQ(got, want) << context;
         withHits += !want.empty();
         paged += static_cast<int>(want.size()) > std::min(direct, 100);

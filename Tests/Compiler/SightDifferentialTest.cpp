@@ -33,10 +33,7 @@ namespace {
 
 constexpr int kQueries = 500;
 
-class Engine : public ePOIEngineManager {
-public:
-    int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
-};
+using Engine = KestTest::LoadedEngine;
 
 struct Row {
     std::string name;
@@ -51,15 +48,7 @@ struct Set {
     std::map<int, std::vector<std::pair<const Row*, int>>> postings; // key -> (row, position), in store order
 };
 
-std::string Fold(const std::string& typed)
-{
-    std::string out;
-    for (char c : typed)
-        out.push_back(static_cast<char>(eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(c))));
-    return out;
-}
-
-std::string NameOf(const ePoiInfo& info) { return std::string(info.szName, strnlen(info.szName, sizeof info.szName)); }
+using KestTest::Fold;
 
 class SightDifferential : public ::testing::TestWithParam<bool> {
 protected:
@@ -116,7 +105,7 @@ TEST_P(SightDifferential, InitialsMatchTheOracle)
         const std::string prefix = Fold(typed);
         std::vector<std::string> direct;
         std::multiset<std::string> all;
-        std::set<signed char> letters;
+        std::set<char> letters;
         for (const Row& r : set.rows)
             for (const std::string& key : r.keys)
                 if (key.compare(0, prefix.size(), prefix) == 0) {
@@ -124,16 +113,14 @@ TEST_P(SightDifferential, InitialsMatchTheOracle)
                     if (key.size() == prefix.size())
                         direct.push_back(r.name);
                     else
-                        letters.insert(static_cast<signed char>(key[prefix.size()]));
+                        letters.insert(key[prefix.size()]);
                 }
         const bool deeper = !letters.empty();
         // A prefix lists at most 100 direct hits, 99 when more lie below it;
         // the rest are paged. A first batch of exactly 100 offers every letter.
         const std::size_t loaded = std::min<std::size_t>(direct.size(), deeper ? 99 : 100);
         const int count = deeper ? static_cast<int>(all.size()) : static_cast<int>(loaded);
-        std::string next;
-        for (signed char c : letters)
-            next.push_back(static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c));
+        std::string next = KestTest::NextLetters(letters);
         if (loaded == 100)
             next = "abcdefghijklmnopqrstuvwxyz";
 
@@ -149,15 +136,10 @@ TEST_P(SightDifferential, InitialsMatchTheOracle)
         if (set.sight) {
             EXPECT_EQ(std::strlen(buffer), static_cast<std::size_t>(nextCount)) << context;
         }
-        std::multiset<std::string> got;
-        for (int i = 0; i < count; ++i) {
-            ePoiInfo info{};
-            ASSERT_TRUE(engine.GetPOIInfo(0, i, info)) << context << " hit " << i;
-            if (i < static_cast<int>(loaded)) {
-                ASSERT_EQ(NameOf(info), direct[static_cast<std::size_t>(i)]) << context << " hit " << i;
-            }
-            got.insert(NameOf(info));
-        }
+        const std::vector<std::string> names = KestTest::HitNames(engine, false);
+        ASSERT_EQ(names.size(), static_cast<std::size_t>(count)) << context;
+        EXPECT_TRUE(std::equal(direct.begin(), direct.begin() + static_cast<long>(loaded), names.begin())) << context;
+        const std::multiset<std::string> got(names.begin(), names.end());
         if (deeper || direct.size() <= 100) {
             ASSERT_EQ(got, all) << context;
         }
@@ -215,19 +197,8 @@ TEST_P(SightDifferential, TextMatchesTheOracle)
             << context;
         const int count = engine.GetPOICount(0);
         ASSERT_EQ(count, static_cast<int>(std::min<std::size_t>(want.size(), 100))) << context;
-        std::multiset<std::string> got;
-        for (int i = 0; i < count; ++i) {
-            ePoiInfo info{};
-            ASSERT_TRUE(engine.GetPOIInfo(0, i, info)) << context;
-            got.insert(NameOf(info));
-        }
-        if (want.size() <= 100) {
-            ASSERT_EQ(got, want) << context;
-        } else {
-            for (const auto& name : std::set<std::string>(got.begin(), got.end()))
-                ASSERT_LE(got.count(name), want.count(name)) << context;
-            ++capped;
-        }
+        const std::multiset<std::string> got = KestTest::HitSet(engine);
+        capped += KestTest::ExpectCapped(got, want, context);
         withHits += !want.empty();
         loose += spaced;
     }

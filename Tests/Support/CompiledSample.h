@@ -7,8 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
+#include <algorithm>
 #include <map>
+#include <set>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -16,14 +19,65 @@
 
 #include "Compiler/DataCompiler.h"
 #include "Compiler/GbkCodec.h"
+#include "Ndf/eNdfRecordsetTabular.h"
+#include "POIEngine/eNdfIndexInitial.h"
+#include "POIEngine/ePOIEngineManager.h"
 #include "Support/TempDir.h"
 
 namespace KestTest {
 
+// The engine, with the number of hits its first batch loaded.
+class LoadedEngine : public Kest::ePOIEngineManager {
+public:
+    int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
+};
+
+// Typed initials as the initial searches fold them.
+inline std::string Fold(const std::string& typed)
+{
+    std::string out;
+    for (char c : typed)
+        out.push_back(static_cast<char>(Kest::eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(c))));
+    return out;
+}
+
+// The next letters the initial searches offer: by signed byte, lower case.
+inline std::string NextLetters(const std::set<char>& letters)
+{
+    std::vector<signed char> sorted(letters.begin(), letters.end());
+    std::sort(sorted.begin(), sorted.end());
+    std::string next;
+    for (signed char c : sorted)
+        next.push_back(static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c));
+    return next;
+}
+
+// The names of the last search's hits, in order (UTF-8, or GBK as stored).
+inline std::vector<std::string> HitNames(Kest::ePOIEngineManager& engine, bool utf8 = true)
+{
+    std::vector<std::string> names;
+    for (int i = 0; i < engine.GetPOICount(0); ++i) {
+        Kest::ePoiInfo info{};
+        if (!engine.GetPOIInfo(0, i, info))
+            break;
+        const std::string gbk(info.szName, strnlen(info.szName, sizeof info.szName));
+        names.push_back(utf8 ? Kest::GbkCodec::Utf8(gbk) : gbk);
+    }
+    return names;
+}
+
 struct SampleRow {
     std::string name; // GBK
     std::string province, city; // GBK
+    std::vector<std::string> fields; // the eight fields of pois.csv as written (UTF-8)
 };
+
+// The same names as a multiset, in GBK, for comparing with an oracle's.
+inline std::multiset<std::string> HitSet(Kest::ePOIEngineManager& engine)
+{
+    const std::vector<std::string> names = HitNames(engine, false);
+    return std::multiset<std::string>(names.begin(), names.end());
+}
 
 class CompiledSample {
 public:
@@ -100,7 +154,7 @@ private:
             const auto f = SplitCsv(line);
             EXPECT_EQ(f.size(), 8u) << line;
             if (f.size() == 8)
-                m_rows.push_back({Kest::GbkCodec::Gbk(f[0]), Kest::GbkCodec::Gbk(f[5]), Kest::GbkCodec::Gbk(f[6])});
+                m_rows.push_back({Kest::GbkCodec::Gbk(f[0]), Kest::GbkCodec::Gbk(f[5]), Kest::GbkCodec::Gbk(f[6]), f});
         }
     }
 

@@ -3,6 +3,8 @@
 // a word's key in the loaded dictionary, a typed text cut as the search cuts
 // it, a name's postings as the index holds them, and the phrase rule.
 
+#include <gtest/gtest.h>
+
 #include <set>
 #include <string>
 #include <utility>
@@ -107,6 +109,22 @@ inline bool Holds(const std::vector<Word>& words, const std::vector<Word>& query
         if (!any)
             return false;
     }
+    return true;
+}
+
+// A text search's hits against the oracle's: the same, or past the cap of
+// 100 (the first by rank) 100 of them, none more often than in the oracle's.
+// True when capped.
+inline bool ExpectCapped(const std::multiset<std::string>& got, const std::multiset<std::string>& want,
+                         const std::string& context)
+{
+    if (want.size() <= 100) {
+        EXPECT_EQ(got, want) << context;
+        return false;
+    }
+    EXPECT_EQ(got.size(), 100u) << context;
+    for (const auto& name : std::set<std::string>(got.begin(), got.end()))
+        EXPECT_LE(got.count(name), want.count(name)) << context;
     return true;
 }
 
