@@ -1,11 +1,14 @@
-// Fuzzes posting blocks: any input either decodes to postings that encode
-// back to exactly the input, or is refused without a read past its bytes.
+// Fuzzes the blocks of the full-text index: as a posting block, any input
+// either decodes to postings that encode back to exactly the input, or is
+// refused; as a word-table directory and block, it is read without a read
+// past its bytes, and what a block finds is what it holds.
 
 #include <cstdint>
 #include <cstdlib>
 #include <vector>
 
 #include "Ndf/eNdfPostingBlock.h"
+#include "Ndf/eNdfWordTable.h"
 
 using namespace Kest;
 
@@ -26,5 +29,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (encoded.size() != 1 || encoded[0] != block)
             std::abort();
     }
+    const unsigned char* bytes = block.empty() ? nullptr : block.data();
+    const int length = static_cast<int>(block.size());
+    int blocks = 0, at = -1;
+    std::int32_t first = 0;
+    const std::int32_t key = size >= 4 ? static_cast<std::int32_t>(data[0] | data[1] << 8 | data[2] << 16 | data[3] << 24) : 0;
+    if (eNdfWordTable::CountBlocks(bytes, length, blocks))
+        eNdfWordTable::FindBlock(bytes, length, blocks, key, at, first);
+    bool found = false;
+    eNdfWordTable::Entry entry{};
+    if (eNdfWordTable::FindInBlock(bytes, length, first, key, found, entry) && found && entry.key != key)
+        std::abort();
     return 0;
 }
