@@ -41,12 +41,16 @@ using ByCode = std::map<std::uint16_t, DistrictHits>;
 // prefix are one range, the rows ending at it come first, the rest fall into
 // one sub-range per next letter.
 //
-// It is built whole, then written level by level, the deepest first, each
-// level's nodes in the order of their prefixes. So every record can name what
-// lies below it, and the paging walk, which takes the nodes below a prefix
-// level by level in that order, reads each level's share as neighbouring
-// records. A node's letter run comes right after the result runs of its
-// letters, so that the next letters of a node read neighbouring records too.
+// It is built whole, then written children first, so that every record can
+// name what lies below it: each subtree from the fourth level down in one
+// piece (its children's subtrees in letter order, then its own node), in the
+// order of their prefixes; then the nodes of the first levels level by level,
+// the deepest first, each level in prefix order. The paging walk takes the
+// nodes below a prefix level by level; so below a short prefix it finds each
+// level's share as neighbouring records, and below a longer one the whole
+// subtree lies together. A node's letter run comes right after the result
+// runs of its letters, so that the next letters of a node read neighbouring
+// records too.
 //
 // A prefix at which more than kInitialMaxDirect POIs end lists only the first
 // of them (in result-record order) and counts the rest as further POIs; the
@@ -72,7 +76,14 @@ public:
         root = Pair{};
         if (Build(rows, 0, rows.size(), 0, {}) < 0)
             return true;
-        for (std::size_t level = m_levels.size(); level-- > 0;)
+        // From kWholeLevel down each subtree lies in one piece, children
+        // first, so that a longer prefix pages through neighbouring records;
+        // above it level by level.
+        if (m_levels.size() > kWholeLevel)
+            for (std::size_t n : m_levels[kWholeLevel])
+                if (!WriteSubtree(n))
+                    return false;
+        for (std::size_t level = std::min(m_levels.size(), kWholeLevel); level-- > 0;)
             for (std::size_t n : m_levels[level])
                 if (!WriteNode(m_nodes[n]))
                     return false;
@@ -154,6 +165,18 @@ private:
         }
         m_nodes[static_cast<std::size_t>(node)].letters = std::move(letters);
         return node;
+    }
+
+    // The level from which subtrees are written whole.
+    static constexpr std::size_t kWholeLevel = 4;
+
+    // A node's children's subtrees in letter order, then the node.
+    bool WriteSubtree(std::size_t n)
+    {
+        for (const Letter& l : m_nodes[n].letters)
+            if (l.child >= 0 && !WriteSubtree(static_cast<std::size_t>(l.child)))
+                return false;
+        return WriteNode(m_nodes[n]);
     }
 
     // A node: the result runs of its letters, then its letter run.
