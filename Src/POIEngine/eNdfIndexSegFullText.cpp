@@ -190,7 +190,9 @@ unsigned char eNdfIndexSegFullText::DoQuery(const eString& word, int slot, int i
     eNdfPostingBlock block;
     eNdfPostingBlock::Posting posting{};
     bool done = false;
-    for (; !done && !rs.IsEOF(); rs.MoveNext()) {
+    // Once every earlier hit is marked no further record is read, not even
+    // the next one.
+    for (; !rs.IsEOF(); rs.MoveNext()) {
         unsigned char* bytes = nullptr;
         const int size = rs.GetFieldValue(kPostingBlock, bytes);
         if (!block.SetBuffer(bytes, size))
@@ -220,7 +222,9 @@ unsigned char eNdfIndexSegFullText::DoQuery(const eString& word, int slot, int i
             }
             done = m_bLoose && marked == n;
         }
-        if (!done && !block.AtEnd())
+        if (done)
+            break;
+        if (!block.AtEnd())
             return 0; // a malformed block fails the word
     }
     ++m_nWordCount;
