@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstring>
 #include <numeric>
 #include <vector>
 
-#include "Ndf/NdfBytes.h"
 #include "Ndf/eNdfPool.h"
 #include "Ndf/eNdfPostingBlock.h"
 #include "Ndf/eNdfWordTable.h"
