@@ -2,7 +2,8 @@
 //
 // Usage: PeerBench OUT [OUT ...]   (OUT: a data directory compiled by poi build
 // from OUT/../src; `make bench` passes the 100,000 and 1,000,000 POI sets).
-// Without arguments it reads POI_BENCH_DATA.
+// Without arguments it reads POI_BENCH_DATA. PeerBench --engine-only OUT times
+// the engine alone (no SQLite load; for the 10M set).
 //
 // For each data set it:
 // - builds OUT/../peer.sqlite once (again when missing or older than the
@@ -214,7 +215,7 @@ std::vector<Query> MakeQueries(const std::string& out, sqlite3* db)
     if (dataSets.empty())
         Die("cannot read " + out + "/POI/datasets.txt");
     std::map<std::string, std::pair<long long, long long>> ranges;
-    {
+    if (db != nullptr) {
         sqlite3_stmt* st = Prepare(db, "SELECT province, first, last FROM province_rows");
         while (sqlite3_step(st) == SQLITE_ROW)
             ranges[reinterpret_cast<const char*>(sqlite3_column_text(st, 0))] = {sqlite3_column_int64(st, 1),
@@ -232,13 +233,15 @@ std::vector<Query> MakeQueries(const std::string& out, sqlite3* db)
         const Row& r = rows[rng() % rows.size()];
         const auto set = dataSets.find(r.province);
         const auto range = ranges.find(r.province);
-        if (set == dataSets.end() || range == ranges.end())
+        if (set == dataSets.end() || (db != nullptr && range == ranges.end()))
             continue;
         Query base;
         base.dataSet = set->second;
         base.province = r.province;
-        base.first = range->second.first;
-        base.last = range->second.second;
+        if (range != ranges.end()) {
+            base.first = range->second.first;
+            base.last = range->second.second;
+        }
         const std::string gbk = GbkCodec::Gbk(r.name);
         const std::string initials = InitialsOf(gbk);
         if (typed < 3000 && !initials.empty()) {
@@ -763,6 +766,46 @@ void RunDataSet(const std::string& out)
     std::fflush(stdout);
 }
 
+// The engine alone on a data set too large to load into SQLite in a sitting
+// (the 10M set): the same queries drawn the same way, each kind's median and
+// p99, and the engine's peak memory answering them all in a child.
+void RunEngineOnly(const std::string& out)
+{
+    const std::string home = fs::path(out).parent_path().string();
+    eDictionary::GetInstance().UnLoad();
+    const std::vector<Query> queries = MakeQueries(out, nullptr);
+    EngineSide engine(out);
+    double micros = 0;
+    for (std::size_t i = 0; i < queries.size(); i += 5)
+        engine.Run(queries[i], micros);
+    std::vector<double> e[kKinds], keyByLength[7];
+    long long hits[kKinds] = {};
+    for (const Query& q : queries) {
+        double us = 0;
+        hits[q.kind] += engine.Run(q, us);
+        e[q.kind].push_back(us);
+        if (q.kind == kKeystroke)
+            keyByLength[q.key.size()].push_back(us);
+    }
+    const std::string queryFile = home + "/engine-queries.tsv";
+    SaveQueries(queries, queryFile);
+    const ChildResult rssFloor = RunChild({"--child", "none", out, "-", queryFile});
+    const ChildResult rssEngine = RunChild({"--child", "engine", out, "-", queryFile});
+    std::printf("\n### the engine alone (%s)\n\n| query kind | queries | median | p99 | hits read per query |\n"
+                "|---|---|---|---|---|\n", out.c_str());
+    for (int k = 0; k < kKinds; ++k)
+        std::printf("| %s | %zu | %s | %s | %.1f |\n", kKindNames[k], e[k].size(), Us(Percentile(e[k], 0.5)).c_str(),
+                    Us(Percentile(e[k], 0.99)).c_str(),
+                    static_cast<double>(hits[k]) / static_cast<double>(std::max<std::size_t>(1, e[k].size())));
+    std::printf("\nKeystroke median by letters typed 1..6:");
+    for (int n = 1; n <= 6; ++n)
+        std::printf(" %s", Us(Percentile(keyByLength[n], 0.5)).c_str());
+    std::printf("\nData directory %s; peak RSS answering all %zu queries %s (the harness alone %s).\n",
+                Mb(static_cast<double>(DirectoryBytes(out))).c_str(), queries.size(),
+                Mb(rssEngine.maxRssKb * 1024.0).c_str(), Mb(rssFloor.maxRssKb * 1024.0).c_str());
+    std::fflush(stdout);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -774,6 +817,11 @@ int main(int argc, char** argv)
     }
     if (argc >= 2 && std::strcmp(argv[1], "--child") == 0 && argc == 6)
         return ChildQueries(argv[2], argv[3], argv[4], argv[5]);
+    if (argc == 3 && std::strcmp(argv[1], "--engine-only") == 0) {
+        fs::path path = fs::path(argv[2]).lexically_normal();
+        RunEngineOnly((path.filename().empty() ? path.parent_path() : path).string());
+        return 0;
+    }
     std::vector<std::string> dirs(argv + 1, argv + argc);
     if (dirs.empty()) {
         const char* env = std::getenv("POI_BENCH_DATA");
