@@ -6,19 +6,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "Base/NdfFormat.h"
 #include "Compiler/PoiStoreWriter.h"
 #include "Compiler/TelTrieWriter.h"
-#include "Ndf/eNdfPool.h"
-#include "Ndf/eNdfRecordsetTabular.h"
-#include "POIEngine/ePOIEngineManager.h"
 #include "POIEngine/eNdfIndexTelTrie.h"
-#include "Support/IndexOpen.h"
+#include "Support/EngineAnswers.h"
 
 using namespace Kest;
 using namespace KestTest;
@@ -33,8 +29,7 @@ void WriteTel(const std::string& root, std::vector<std::string> numbers,
     const std::string dir = root + "/POI/Tel/";
     std::filesystem::create_directories(dir);
     std::vector<std::size_t> order(numbers.size());
-    for (std::size_t i = 0; i < order.size(); ++i)
-        order[i] = i;
+    std::iota(order.begin(), order.end(), 0);
     std::stable_sort(order.begin(), order.end(),
                      [&](std::size_t a, std::size_t b) { return TelTrieWriter::StoreOrder(numbers[a], numbers[b]); });
     PoiStoreWriter store(NdfFormat::kTelStoreFileId, 256);
@@ -67,34 +62,20 @@ struct Reader {
         std::string next;
     };
 
-    Answer Expand(bool ok, const eArray<ueglobal_addr_t>& gids, const eArray<unsigned>& nums,
-                  const eArray<eString>& names)
+    Answer Query(const std::string& number)
     {
-        Answer a;
-        a.ok = ok;
-        for (int i = 0; i < names.GetSize(); ++i)
-            a.next += names[i].Cstr();
+        const KeyedAnswer k = Ask(trie, {number});
+        Answer a{k.ok, k.nums, {}, k.letters};
         eNdfRecordsetTabular rs;
-        for (int i = 0; i < gids.GetSize(); ++i) {
-            a.entries.push_back(nums[i]);
-            rs.SetRun(&pool, gids[i], nums[i]);
+        for (int i = 0; i < k.gids.GetSize(); ++i) {
+            rs.SetRun(&pool, k.gids[i], k.nums[static_cast<std::size_t>(i)]);
             for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext()) {
                 unsigned char* v = nullptr;
                 EXPECT_EQ(rs.GetFieldValue(1, v), 4);
-                a.pois.push_back(v[0] | v[1] << 8 | v[2] << 16 | static_cast<std::uint32_t>(v[3]) << 24);
+                a.pois.push_back(NdfBytes::Get32(v));
             }
         }
         return a;
-    }
-
-    Answer Query(const std::string& number)
-    {
-        const eArray<eString> keys = KeyArray({number});
-        eArray<ueglobal_addr_t> gids;
-        eArray<unsigned> nums;
-        eArray<eString> names;
-        const bool ok = trie.Query(keys, gids, nums, names) != 0;
-        return Expand(ok, gids, nums, names);
     }
 
     eNdfPool pool;
@@ -238,17 +219,8 @@ TEST(eNdfIndexTelTrie, DamagedFilesFailCleanly)
     WriteTel(dir.Path("d"), numbers, 256);
     const std::string file = dir.Path("d/POI/Tel/102.ndf");
     const std::vector<unsigned char> good = TempDir::Read(file);
-    const std::uint32_t pages = good[NdfFormat::kFilePageCountOffset] | good[NdfFormat::kFilePageCountOffset + 1] << 8;
+    const std::uint32_t pages = NdfBytes::Get16(&good[NdfFormat::kFilePageCountOffset]);
     ASSERT_GE(pages, 6u);
-    auto pageAt = [&](std::uint32_t page) {
-        std::size_t table = 0;
-        for (int i = 7; i >= 0; --i)
-            table = table << 8 | good[NdfFormat::kFileTableOffsetOffset + i];
-        std::size_t at = 0;
-        for (int i = 7; i >= 0; --i)
-            at = at << 8 | good[table + page * NdfFormat::kTableEntrySize + i];
-        return at;
-    };
     // Every number, so that every page is read.
     std::vector<std::string> typed = {"", "1", "10", "1301", "10000"};
     typed.insert(typed.end(), numbers.begin(), numbers.end());
@@ -280,8 +252,8 @@ TEST(eNdfIndexTelTrie, DamagedFilesFailCleanly)
         {"truncated header", std::string::npos, 10, false},
         {"root address", 2, 0, false},
         {"file header", NdfFormat::kFileMagicOffset + 1, 0, true},
-        {"middle page", pageAt(pages / 2) + 40, 0, true},
-        {"last page", pageAt(pages - 1) + 20, 0, true},
+        {"middle page", PageAt(good, pages / 2) + 40, 0, true},
+        {"last page", PageAt(good, pages - 1) + 20, 0, true},
     };
     for (const Damage& d : damages) {
         SCOPED_TRACE(d.what);

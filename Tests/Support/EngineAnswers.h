@@ -1,0 +1,88 @@
+#pragma once
+// The engine's answers as plain values, so that a test compares a whole
+// answer at once: a keyed reader's outputs, and the names of the manager's
+// hits. POI number i stands for element i % 1000 of page i / 1000 of file 1.
+
+#include <cstring>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Base/ePoiInfo.h"
+#include "Compiler/GbkCodec.h"
+#include "Ndf/eNdfIndex.h"
+#include "POIEngine/ePOIEngineManager.h"
+#include "Support/IndexOpen.h"
+#include "Support/NdfFiles.h"
+
+namespace KestTest {
+
+template <class T>
+std::vector<T> Values(const Kest::eArray<T>& a)
+{
+    return std::vector<T>(a.GetData(), a.GetData() + a.GetSize());
+}
+
+inline Kest::ueglobal_addr_t PoiAt(std::size_t i)
+{
+    return Kest::MakeGlobalAddr(1, static_cast<std::uint32_t>(i / 1000), static_cast<std::uint16_t>(i % 1000));
+}
+
+inline std::vector<int> PoiNumbers(const Kest::eArray<Kest::ueglobal_addr_t>& gids)
+{
+    std::vector<int> out;
+    for (int i = 0; i < gids.GetSize(); ++i)
+        out.push_back(static_cast<int>(gids[i].page.nPage) * 1000 + gids[i].nElement);
+    return out;
+}
+
+// What a keyed query returned; `letters` joins the names it gave.
+struct KeyedAnswer {
+    bool ok = false;
+    Kest::eArray<Kest::ueglobal_addr_t> gids;
+    std::vector<int> pois;
+    std::vector<unsigned int> nums;
+    std::vector<std::string> names;
+    std::string letters;
+};
+
+inline KeyedAnswer Ask(Kest::eNdfIndex& index, const std::vector<std::string>& keys)
+{
+    Kest::eArray<unsigned int> nums;
+    Kest::eArray<Kest::eString> names;
+    KeyedAnswer a;
+    a.ok = index.Query(KeyArray(keys), a.gids, nums, names) != 0;
+    EXPECT_EQ(a.gids.GetSize(), nums.GetSize());
+    a.pois = PoiNumbers(a.gids);
+    a.nums = Values(nums);
+    for (int i = 0; i < names.GetSize(); ++i) {
+        a.names.emplace_back(names[i].Cstr());
+        a.letters += names[i].Cstr();
+    }
+    return a;
+}
+
+// GetNextResult of an initial reader as POI numbers.
+template <class Reader>
+std::vector<int> NextPois(Reader& reader, int count)
+{
+    Kest::eArray<Kest::ueglobal_addr_t> gids;
+    Kest::eArray<unsigned int> nums;
+    reader.GetNextResult(count, gids, nums);
+    EXPECT_EQ(gids.GetSize(), nums.GetSize());
+    return PoiNumbers(gids);
+}
+
+// The UTF-8 names of the search hits (list 0), paging through the whole count.
+inline std::multiset<std::string> HitNames(Kest::ePOIEngineManager& engine)
+{
+    std::multiset<std::string> names;
+    for (int i = 0; i < engine.GetPOICount(0); ++i) {
+        Kest::ePoiInfo info{};
+        EXPECT_TRUE(engine.GetPOIInfo(0, i, info)) << i;
+        names.insert(Kest::GbkCodec::Utf8(std::string(info.szName, strnlen(info.szName, sizeof info.szName))));
+    }
+    return names;
+}
+
+} // namespace KestTest
