@@ -139,44 +139,42 @@ TEST(eNdfIndexTelTrie, EmptyTrieAndUnopenedReader)
 
 class Engine : public ePOIEngineManager {
 public:
+    explicit Engine(const std::string& root) { SetPoiPath(root.c_str()); }
     using ePOIEngineManager::m_pPool;
 };
 
-TEST(QueryByTelephone, FalseKeepsTheOutputsAndTheReaderOutlivesReleaseQueryMem)
+// QueryByTelephone: the next characters, or "<false>".
+std::string Tel(ePOIEngineManager& engine, const char* typed)
 {
-    TempDir dir;
-    WriteTel(dir.Path("d"), kNumbers);
-    Engine engine;
-    engine.SetPoiPath(dir.Path("d").c_str());
     char* next = nullptr;
-    int count = -1;
-    ASSERT_TRUE(engine.QueryByTelephone("138", next, count));
-    ASSERT_EQ(count, 2);
-    for (const char* typed : {"13a", "1385", static_cast<const char*>(nullptr)}) {
-        EXPECT_FALSE(engine.QueryByTelephone(typed, next, count));
-        EXPECT_EQ(count, 2);
-        EXPECT_EQ(std::string(next, 2), "06");
-    }
-    engine.ReleaseQueryMem();
-    ASSERT_TRUE(engine.QueryByTelephone("2", next, count));
-    EXPECT_EQ(engine.GetPOICount(0), 1);
-    EXPECT_NE(engine.m_pPool, nullptr);
+    int count = 0;
+    return engine.QueryByTelephone(typed, next, count) ? std::string(next, static_cast<std::size_t>(count)) : "<false>";
 }
 
-TEST(QueryByTelephone, MissingIndexIsTriedOnce)
+// The file is tried once; a false answer leaves the outputs as they were;
+// the reader outlives ReleaseQueryMem.
+TEST(QueryByTelephone, MissingIndexIsTriedOnceAndFalseKeepsTheOutputs)
 {
     TempDir dir;
-    Engine engine;
-    engine.SetPoiPath(dir.Path("d").c_str());
+    Engine engine(dir.Path("d"));
     char* next = nullptr;
     int count = -1;
     EXPECT_FALSE(engine.QueryByTelephone("138", next, count));
     WriteTel(dir.Path("d"), kNumbers);
     EXPECT_FALSE(engine.QueryByTelephone("138", next, count)) << "the file appeared after the first try";
     EXPECT_EQ(count, -1);
-    Engine fresh;
-    fresh.SetPoiPath(dir.Path("d").c_str());
-    EXPECT_TRUE(fresh.QueryByTelephone("138", next, count));
+    Engine fresh(dir.Path("d"));
+    ASSERT_TRUE(fresh.QueryByTelephone("138", next, count));
+    ASSERT_EQ(count, 2);
+    for (const char* typed : {"13a", "1385", static_cast<const char*>(nullptr)}) {
+        EXPECT_FALSE(fresh.QueryByTelephone(typed, next, count));
+        EXPECT_EQ(count, 2);
+        EXPECT_EQ(std::string(next, 2), "06");
+    }
+    fresh.ReleaseQueryMem();
+    EXPECT_EQ(Tel(fresh, "2"), "");
+    EXPECT_EQ(fresh.GetPOICount(0), 1);
+    EXPECT_NE(fresh.m_pPool, nullptr);
 }
 
 // A list of exactly 100 entries is taken for a cut list: every letter is
@@ -188,18 +186,12 @@ TEST(QueryByTelephone, ExactlyOneHundredEntriesOfferTheAlphabet)
         numbers.push_back(std::to_string(500 + i));
     TempDir dir;
     WriteTel(dir.Path("d"), numbers);
-    Engine engine;
-    engine.SetPoiPath(dir.Path("d").c_str());
-    char* next = nullptr;
-    int count = 0;
-    ASSERT_TRUE(engine.QueryByTelephone("5", next, count));
+    Engine engine(dir.Path("d"));
+    EXPECT_EQ(Tel(engine, "5"), "abcdefghijklmnopqrstuvwxyz");
     EXPECT_EQ(engine.GetPOICount(0), 100);
-    EXPECT_EQ(std::string(next, static_cast<std::size_t>(count)), "abcdefghijklmnopqrstuvwxyz");
-    ASSERT_TRUE(engine.QueryByTelephone("", next, count));
+    EXPECT_EQ(Tel(engine, ""), "56");
     EXPECT_EQ(engine.GetPOICount(0), 101);
-    EXPECT_EQ(std::string(next, static_cast<std::size_t>(count)), "56");
-    ASSERT_TRUE(engine.QueryByTelephone("50", next, count));
-    EXPECT_EQ(std::string(next, static_cast<std::size_t>(count)), "0123456789");
+    EXPECT_EQ(Tel(engine, "50"), "0123456789");
 }
 
 // A damaged trie file: truncated, or a byte flipped in the header, a middle
@@ -229,17 +221,14 @@ TEST(eNdfIndexTelTrie, DamagedFilesFailCleanly)
         damage.clear();
         std::vector<std::pair<int, std::string>> out;
         for (const std::string& t : typed) {
-            char* next = nullptr;
-            int count = 0;
-            const int hits = engine.QueryByTelephone(t.c_str(), next, count) ? engine.GetPOICount(0) : -1;
-            out.emplace_back(hits, next != nullptr ? std::string(next, static_cast<std::size_t>(count)) : "");
+            const std::string next = Tel(engine, t.c_str());
+            out.emplace_back(next == "<false>" ? -1 : engine.GetPOICount(0), next);
             if (damage.empty())
                 damage = engine.GetLastDamage().Cstr();
         }
         return out;
     };
-    Engine reference;
-    reference.SetPoiPath(dir.Path("d").c_str());
+    Engine reference(dir.Path("d"));
     const auto expected = answers(reference);
 
     struct Damage {
@@ -263,8 +252,7 @@ TEST(eNdfIndexTelTrie, DamagedFilesFailCleanly)
         else
             bytes[d.at] ^= 0x5A;
         TempDir::Write(file, bytes);
-        Engine engine;
-        engine.SetPoiPath(dir.Path("d").c_str());
+        Engine engine(dir.Path("d"));
         const auto got = answers(engine);
         EXPECT_NE(got, expected);
         if (d.named) {
