@@ -47,95 +47,7 @@ void WriteTel(const std::string& root, std::vector<std::string> numbers,
     ASSERT_TRUE(trie.Write(dir + "102.ndf")) << trie.GetError();
 }
 
-// A reader on "<root>/POI/Tel/102.ndf", opened as the engine opens it.
-struct Reader {
-    explicit Reader(const std::string& root)
-    {
-        pool.SetSize(1 << 20);
-        OpenIndex(trie, pool, root + "/POI/Tel/", NdfFormat::kTelIndexFileId);
-    }
-
-    struct Answer {
-        bool ok = false;
-        std::vector<unsigned> entries;   // counts, one per hit entry
-        std::vector<std::uint32_t> pois; // the hits' longitudes, record by record
-        std::string next;
-    };
-
-    Answer Query(const std::string& number)
-    {
-        const KeyedAnswer k = Ask(trie, {number});
-        Answer a{k.ok, k.nums, {}, k.letters};
-        eNdfRecordsetTabular rs;
-        for (int i = 0; i < k.gids.GetSize(); ++i) {
-            rs.SetRun(&pool, k.gids[i], k.nums[static_cast<std::size_t>(i)]);
-            for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext()) {
-                unsigned char* v = nullptr;
-                EXPECT_EQ(rs.GetFieldValue(1, v), 4);
-                a.pois.push_back(NdfBytes::Get32(v));
-            }
-        }
-        return a;
-    }
-
-    eNdfPool pool;
-    eNdfIndexTelTrie trie;
-};
-
 const std::vector<std::string> kNumbers = {"1386", "13801", "138", "1380", "139", "2", "1380", "13869"};
-
-TEST(eNdfIndexTelTrie, AnswersAsTheTrieOrdersThem)
-{
-    TempDir dir;
-    WriteTel(dir.Path("d"), kNumbers);
-    Reader reader(dir.Path("d"));
-    struct Case {
-        const char* typed;
-        bool ok;
-        std::vector<std::uint32_t> pois; // positions in kNumbers
-        const char* next;
-    } cases[] = {
-        // The exact number first, then level by level, ascending digits.
-        {"138", true, {2, 3, 6, 0, 1, 7}, "06"},
-        {"13", true, {2, 4, 3, 6, 0, 1, 7}, "89"}, // a node without POIs of its own
-        {"", true, {5, 2, 4, 3, 6, 0, 1, 7}, "12"},
-        {"13802", false, {}, ""},
-        {"13801x", true, {1}, ""}, // the sixth character lies past the depth
-        {"13a", false, {}, ""},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.typed);
-        const Reader::Answer a = reader.Query(c.typed);
-        EXPECT_EQ(a.ok, c.ok);
-        EXPECT_EQ(a.pois, c.pois);
-        EXPECT_EQ(a.next, c.next);
-    }
-    // Two POIs of one number are one entry of count 2.
-    EXPECT_EQ(reader.Query("1380").entries, (std::vector<unsigned>{2, 1}));
-}
-
-TEST(eNdfIndexTelTrie, EmptyTrieAndUnopenedReader)
-{
-    TempDir dir;
-    WriteTel(dir.Path("d"), {});
-    Reader reader(dir.Path("d"));
-    const Reader::Answer a = reader.Query("");
-    EXPECT_TRUE(a.ok);
-    EXPECT_TRUE(a.pois.empty() && a.next.empty());
-    EXPECT_FALSE(reader.Query("1").ok);
-
-    // No depth: false before anything is read, the outputs untouched.
-    eNdfIndexTelTrie bare;
-    eArray<eString> keys;
-    keys.Add(eString("1"));
-    eArray<ueglobal_addr_t> gids;
-    eArray<unsigned> nums;
-    nums.Add(7);
-    eArray<eString> names;
-    EXPECT_FALSE(bare.Query(keys, gids, nums, names));
-    EXPECT_EQ(nums.GetSize(), 1);
-    EXPECT_FALSE(reader.trie.Query(eArray<eString>(), gids, nums, names));
-}
 
 class Engine : public ePOIEngineManager {
 public:
@@ -149,6 +61,53 @@ std::string Tel(ePOIEngineManager& engine, const char* typed)
     char* next = nullptr;
     int count = 0;
     return engine.QueryByTelephone(typed, next, count) ? std::string(next, static_cast<std::size_t>(count)) : "<false>";
+}
+
+// The hits come level by level, ascending digits; the differential test over
+// the sample compares ordinary prefixes, these rows the odd ones.
+TEST(QueryByTelephone, AnswersAsTheTrieOrdersThem)
+{
+    TempDir dir;
+    WriteTel(dir.Path("d"), kNumbers);
+    Engine engine(dir.Path("d"));
+    const struct {
+        const char* typed;
+        const char* next;
+        std::vector<std::string> hits; // "poi" + number
+    } cases[] = {
+        {"13", "89", {"poi138", "poi139", "poi1380", "poi1380", "poi1386", "poi13801", "poi13869"}}, // no POIs of its own
+        {"13801x", "", {"poi13801"}}, // the sixth character lies past the depth
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.typed);
+        EXPECT_EQ(Tel(engine, c.typed), c.next);
+        EXPECT_EQ(HitList(engine), c.hits);
+    }
+    // Two POIs of one number are one entry of count 2.
+    eNdfPool pool;
+    eNdfIndexTelTrie trie;
+    OpenIndex(trie, pool, dir.Path("d/POI/Tel/"), NdfFormat::kTelIndexFileId);
+    EXPECT_EQ(Ask(trie, {"1380"}).nums, (std::vector<unsigned>{2, 1}));
+    EXPECT_FALSE(Ask(trie, {}).ok);
+}
+
+TEST(eNdfIndexTelTrie, EmptyTrieAndUnopenedReader)
+{
+    TempDir dir;
+    WriteTel(dir.Path("d"), {});
+    Engine engine(dir.Path("d"));
+    EXPECT_EQ(Tel(engine, ""), "");
+    EXPECT_EQ(engine.GetPOICount(0), 0);
+    EXPECT_EQ(Tel(engine, "1"), "<false>");
+
+    // No depth: false before anything is read, the outputs untouched.
+    eNdfIndexTelTrie bare;
+    eArray<ueglobal_addr_t> gids;
+    eArray<unsigned> nums;
+    nums.Add(7);
+    eArray<eString> names;
+    EXPECT_FALSE(bare.Query(KeyArray({"1"}), gids, nums, names));
+    EXPECT_EQ(nums.GetSize(), 1);
 }
 
 // The file is tried once; a false answer leaves the outputs as they were;

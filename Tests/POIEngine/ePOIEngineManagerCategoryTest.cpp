@@ -34,30 +34,20 @@ protected:
     }
     void Start(Engine& e) { e.SetPoiPath(dir.Path("").substr(0, dir.Path("").size() - 1).c_str()); }
 
-    static Names List(char** list, int count)
-    {
-        Names out;
-        for (int i = 0; i < count; ++i)
-            out.emplace_back(list[i]);
-        return out;
-    }
-    static Names Branches(Engine& e)
+    // A list call's names, or "<false>".
+    static Names List(Engine& e, bool (ePOIEngineManager::*call)(char**&, int&))
     {
         char** list = nullptr;
         int count = -1;
-        return e.GetBranchPoiTypes(list, count) ? List(list, count) : Names{"<false>"};
+        return (e.*call)(list, count) ? Names(list, list + count) : Names{"<false>"};
     }
+    static Names Branches(Engine& e) { return List(e, &ePOIEngineManager::GetBranchPoiTypes); }
+    static Names All(Engine& e) { return List(e, &ePOIEngineManager::GetAllPoiTypes); }
     static Names Leaves(Engine& e, const char* branch)
     {
         char** list = nullptr;
         int count = -1;
-        return e.GetPoiTypes(branch, list, count) ? List(list, count) : Names{"<false>"};
-    }
-    static Names All(Engine& e)
-    {
-        char** list = nullptr;
-        int count = -1;
-        return e.GetAllPoiTypes(list, count) ? List(list, count) : Names{"<false>"};
+        return e.GetPoiTypes(branch, list, count) ? Names(list, list + count) : Names{"<false>"};
     }
 
     TempDir dir;

@@ -73,16 +73,22 @@ std::vector<int> NextPois(Reader& reader, int count)
     return PoiNumbers(gids);
 }
 
-// The UTF-8 names of the search hits (list 0), paging through the whole count.
-inline std::multiset<std::string> HitNames(Kest::ePOIEngineManager& engine)
+// The UTF-8 names of the search hits (list 0) in order, paging through the
+// whole count; and the same as a set, where the order is not the point.
+inline std::vector<std::string> HitList(Kest::ePOIEngineManager& engine)
 {
-    std::multiset<std::string> names;
+    std::vector<std::string> names;
     for (int i = 0; i < engine.GetPOICount(0); ++i) {
         Kest::ePoiInfo info{};
         EXPECT_TRUE(engine.GetPOIInfo(0, i, info)) << i;
-        names.insert(Kest::GbkCodec::Utf8(std::string(info.szName, strnlen(info.szName, sizeof info.szName))));
+        names.push_back(Kest::GbkCodec::Utf8(std::string(info.szName, strnlen(info.szName, sizeof info.szName))));
     }
     return names;
+}
+inline std::multiset<std::string> HitNames(Kest::ePOIEngineManager& engine)
+{
+    const std::vector<std::string> list = HitList(engine);
+    return std::multiset<std::string>(list.begin(), list.end());
 }
 
 } // namespace KestTest
