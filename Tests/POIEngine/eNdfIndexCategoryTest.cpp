@@ -39,7 +39,7 @@ protected:
     void Write(CategoryNode& root, std::uint32_t pageSize = 256)
     {
         PoiStoreWriter store(NdfFormat::kPoiStoreFileId, pageSize);
-        ASSERT_TRUE(store.Open(NdfFile(*m_dir, NdfFormat::kPoiStoreFileId)));
+        ASSERT_TRUE(store.Open(NdfFile(dir, NdfFormat::kPoiStoreFileId)));
         CategoryIndexWriter writer(kFile, pageSize);
         for (CategoryNode& p : root.kids) {
             writer.AddProvince(p.key);
@@ -62,11 +62,11 @@ protected:
             }
         }
         ASSERT_TRUE(store.Close());
-        ASSERT_TRUE(writer.Write(NdfFile(*m_dir, kFile))) << writer.GetError();
+        ASSERT_TRUE(writer.Write(NdfFile(dir, kFile))) << writer.GetError();
         Open(reader);
     }
 
-    void Open(eNdfIndexCategory& index) { OpenIndex(index, pool, DataDir(*m_dir), kFile); }
+    void Open(eNdfIndexCategory& index) { OpenIndex(index, pool, DataDir(dir), kFile); }
 
     Answer Ask(eNdfIndexCategory& index, const std::vector<std::string>& keyList)
     {
@@ -111,7 +111,6 @@ protected:
     }
 
     TempDir dir;
-    const TempDir* m_dir = &dir; // where the files are written and read
     eNdfPool pool;
     eNdfIndexCategory reader;
 };
@@ -141,14 +140,6 @@ CategoryNode SmallTree()
                                              Area("Edge", {Category(0x7FFFFFFFu, 1, "m"), Category(0x80000000u, 1, "n"),
                                                            Category(0xFFFFFFFFu, 2, "f")})})})};
     return root;
-}
-
-std::string Describe(const std::vector<std::string>& keys)
-{
-    std::string s;
-    for (const auto& k : keys)
-        s += "[" + k + "]";
-    return s;
 }
 
 std::vector<std::vector<std::string>> OddKeys()
@@ -199,7 +190,7 @@ TEST_F(CategoryIndexTest, WalksTheAreasByItsRules)
          {names({"EastTown", "WestTown"}), names({"Town"}), names({"Port", "Edge"}), names({"p#2.0"})}, 0},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(Describe(c.keys));
+        SCOPED_TRACE(testing::PrintToString(c.keys));
         const Answer a = Ask(c.keys);
         EXPECT_EQ(a.ok, c.ok);
         if (c.ok) {
@@ -210,7 +201,7 @@ TEST_F(CategoryIndexTest, WalksTheAreasByItsRules)
     }
     // Odd category keys at the ends of the code range, as the model reads them.
     for (const auto& keys : OddKeys()) {
-        SCOPED_TRACE(Describe(keys));
+        SCOPED_TRACE(testing::PrintToString(keys));
         EXPECT_EQ(Ask(keys), Model(root, keys));
     }
     EXPECT_EQ(reader.GetType(), eNdfIndex::NDF_INDEX_CATEGORY);
@@ -227,27 +218,24 @@ TEST_F(CategoryIndexTest, DamageFailsOrIsNamed)
     std::vector<Answer> clean;
     for (const auto& keys : queries)
         clean.push_back(Ask(keys));
-    const std::vector<unsigned char> good = TempDir::Read(NdfFile(*m_dir, kFile));
+    const std::vector<unsigned char> good = TempDir::Read(NdfFile(dir, kFile));
     const std::size_t end = good.size();
 
     auto check = [&](const std::vector<unsigned char>& bytes, const char* what, bool allFail) {
         SCOPED_TRACE(what);
-        TempDir::Write(NdfFile(*m_dir, kFile), bytes);
+        TempDir::Write(NdfFile(dir, kFile), bytes);
         eNdfPool fresh;
-        fresh.SetSize(1 << 20);
         eNdfIndexCategory index;
-        pool.SetDataPath(DataDir(*m_dir).c_str());
-        Open(index);
-        index.SetPool(&fresh);
-        fresh.SetDataPath(DataDir(*m_dir).c_str());
+        OpenIndex(index, fresh, DataDir(dir), kFile);
         for (std::size_t i = 0; i < queries.size(); ++i) {
+            SCOPED_TRACE(testing::PrintToString(queries[i]));
             fresh.ClearDamage();
             const Answer a = Ask(index, queries[i]);
             if (allFail) {
-                EXPECT_FALSE(a.ok) << Describe(queries[i]);
+                EXPECT_FALSE(a.ok);
             }
             if (!(a == clean[i])) {
-                EXPECT_TRUE(!a.ok || !fresh.GetDamage().IsEmpty()) << Describe(queries[i]);
+                EXPECT_TRUE(!a.ok || !fresh.GetDamage().IsEmpty());
             }
         }
     };
