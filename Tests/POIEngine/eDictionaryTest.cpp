@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Support/DictFiles.h"
+#include "Support/EngineAnswers.h"
 
 using Kest::eArray;
 using Kest::eDictionary;
@@ -215,13 +216,7 @@ TEST_F(Dictionary, PreStandRejectsForbiddenCharactersAndSplitsAtSpaces)
     for (const Case& c : cases) {
         eString text(c.text.c_str());
         eArray<eString> words;
-        V out = rejected;
-        if (Dict().PreStand(text, words)) {
-            out.clear();
-            for (int i = 0; i < words.GetSize(); ++i)
-                out.push_back(words[i].Cstr());
-        }
-        EXPECT_EQ(c.words, out) << c.text;
+        EXPECT_EQ(c.words, Dict().PreStand(text, words) ? Texts(words) : rejected) << c.text;
     }
 }
 

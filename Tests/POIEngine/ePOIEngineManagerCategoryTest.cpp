@@ -22,6 +22,7 @@ using Names = std::vector<std::string>;
 
 class Engine : public ePOIEngineManager {
 public:
+    explicit Engine(const std::string& root) { SetPoiPath(root.c_str()); }
     int CurrentBranch() const { return m_nCurBranch; }
 };
 
@@ -32,7 +33,7 @@ protected:
         std::filesystem::create_directories(dir.Path("POI/Around"));
         std::ofstream(dir.Path("POI/Around/POI_SORT.txt"), std::ios::binary) << text;
     }
-    void Start(Engine& e) { e.SetPoiPath(dir.Path("").substr(0, dir.Path("").size() - 1).c_str()); }
+    std::string Root() const { return dir.Path("").substr(0, dir.Path("").size() - 1); }
 
     // A list call's names, or "<false>".
     static Names List(Engine& e, bool (ePOIEngineManager::*call)(char**&, int&))
@@ -58,8 +59,7 @@ TEST_F(PoiSortTest, ListsAndCodes)
     // A leaf above the first branch is a leaf of no branch, yet the first
     // branch's count includes it, so that branch reaches into the next.
     WriteSort("\tpre\t7\nFood\n\tTea\t1\n\tdup\t2\nShop\r\n\tDup\t3\n\tBook\t4\n");
-    Engine e;
-    Start(e);
+    Engine e(Root());
     EXPECT_EQ(Branches(e), (Names{"Food", "Shop"}));
     EXPECT_EQ(All(e), (Names{"pre", "Tea", "dup", "Dup", "Book"}));
     EXPECT_EQ(e.GetPoiCode("pre"), 7);
@@ -101,8 +101,7 @@ TEST_F(PoiSortTest, LoadFailures)
         std::filesystem::remove_all(dir.Path("POI"));
         if (!c.text.empty())
             WriteSort(c.text);
-        Engine e;
-        Start(e);
+        Engine e(Root());
         EXPECT_FALSE(e.LoadPoiSort());
         EXPECT_EQ(e.GetPoiCode("Tea"), c.branches[0] == "<false>" ? -1 : 1);
         // Once both arrays hold something the file is not read again.
@@ -111,8 +110,7 @@ TEST_F(PoiSortTest, LoadFailures)
     }
     // A branch of a load that failed has no count: its list is empty.
     WriteSort("Food\n\tTea\t1\n\n");
-    Engine e;
-    Start(e);
+    Engine e(Root());
     EXPECT_EQ(Branches(e), (Names{"<false>"}));
     EXPECT_EQ(Leaves(e, "Food"), Names{});
 }
@@ -132,8 +130,7 @@ TEST_F(PoiSortTest, TheLongestLineTheCompilerWritesReadsWhole)
         std::size_t line = 0;
         EXPECT_EQ(list.Parse(text, error, line), length == 98) << error;
         WriteSort(text);
-        Engine e;
-        Start(e);
+        Engine e(Root());
         EXPECT_EQ(e.LoadPoiSort(), length == 98);
         if (length == 98) {
             EXPECT_EQ(list.GbkText(), text);

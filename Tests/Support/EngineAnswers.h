@@ -23,6 +23,14 @@ std::vector<T> Values(const Kest::eArray<T>& a)
     return std::vector<T>(a.GetData(), a.GetData() + a.GetSize());
 }
 
+inline std::vector<std::string> Texts(const Kest::eArray<Kest::eString>& a)
+{
+    std::vector<std::string> out;
+    for (int i = 0; i < a.GetSize(); ++i)
+        out.emplace_back(a[i].Cstr(), static_cast<std::size_t>(a[i].GetLength()));
+    return out;
+}
+
 inline Kest::ueglobal_addr_t PoiAt(std::size_t i)
 {
     return Kest::MakeGlobalAddr(1, static_cast<std::uint32_t>(i / 1000), static_cast<std::uint16_t>(i % 1000));
@@ -55,10 +63,9 @@ inline KeyedAnswer Ask(Kest::eNdfIndex& index, const std::vector<std::string>& k
     EXPECT_EQ(a.gids.GetSize(), nums.GetSize());
     a.pois = PoiNumbers(a.gids);
     a.nums = Values(nums);
-    for (int i = 0; i < names.GetSize(); ++i) {
-        a.names.emplace_back(names[i].Cstr());
-        a.letters += names[i].Cstr();
-    }
+    a.names = Texts(names);
+    for (const std::string& name : a.names)
+        a.letters += name;
     return a;
 }
 
