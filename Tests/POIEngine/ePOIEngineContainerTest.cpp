@@ -49,6 +49,20 @@ std::string Bytes(const fs::path& file)
 
 void WriteBytes(const fs::path& file, const std::string& bytes) { std::ofstream(file, std::ios::binary) << bytes; }
 
+// Counts the adds that go through the virtual table, and records whether
+// the last save succeeded.
+class ProbedContainer : public ePOIEngineContainer {
+public:
+    int AddPOI(ContainerType type, const ePoiInfo& info) override
+    {
+        ++adds;
+        return ePOIEngineContainer::AddPOI(type, info);
+    }
+    bool SavePOI(ContainerType type) override { return (saved = ePOIEngineContainer::SavePOI(type)); }
+    int adds = 0;
+    bool saved = false;
+};
+
 class ePOIEngineContainerTest : public ::testing::Test {
 protected:
     void SetUp() override { store.SetDataPath(prefix.c_str()); }
@@ -199,21 +213,6 @@ TEST_F(ePOIEngineContainerTest, LoadingFavouritesClearsHistoryFrequencies)
     EXPECT_TRUE(store.SavePOI(CONTAINER_HISTORY));
 }
 
-namespace {
-
-// Counts the adds that go through the virtual table.
-class CountingContainer : public ePOIEngineContainer {
-public:
-    int AddPOI(ContainerType type, const ePoiInfo& info) override
-    {
-        ++adds;
-        return ePOIEngineContainer::AddPOI(type, info);
-    }
-    int adds = 0;
-};
-
-} // namespace
-
 // AppendPOI adds each whole record of a file through the virtual table; use
 // counts come from the adding rules (1 each), not from the file.
 TEST_F(ePOIEngineContainerTest, AppendPOIAddsThroughTheVirtualTableAndRebuildsFrequencies)
@@ -221,7 +220,7 @@ TEST_F(ePOIEngineContainerTest, AppendPOIAddsThroughTheVirtualTableAndRebuildsFr
     UseHistory({{"a", 3}, {"b", 1}});
     const fs::path other = dir / "other.poi";
     WriteBytes(other, Bytes(dir / "History.poi") + std::string(100, 'x')); // a trailing partial record
-    CountingContainer target;
+    ProbedContainer target;
     target.SetDataPath((prefix + "t_").c_str());
     EXPECT_FALSE(target.AppendPOI(CONTAINER_HISTORY, ""));
     EXPECT_FALSE(target.AppendPOI(CONTAINER_HISTORY, (dir / "missing.poi").string().c_str()));
@@ -307,12 +306,6 @@ struct Files {
     bool operator==(const Files& o) const { return main == o.main && bak == o.bak; }
 };
 
-// Records whether the saves that a change made succeeded.
-class SaveRecorder : public ePOIEngineContainer {
-public:
-    bool SavePOI(ContainerType type) override { return (saved = ePOIEngineContainer::SavePOI(type)); }
-    bool saved = false;
-};
 
 } // namespace
 
@@ -355,7 +348,7 @@ TEST_F(ePOIEngineContainerTest, EveryCutOfASaveLeavesTheOldOrTheNewFiles)
                 WriteBytes(main, before.main);
                 WriteBytes(main.string() + "bak", before.bak);
                 FaultySteps steps(kill, at);
-                SaveRecorder victim;
+                ProbedContainer victim;
                 victim.SetDataPath(prefix.c_str());
                 victim.SetFileSteps(steps);
                 ASSERT_TRUE(victim.LoadPOI(change.type));
