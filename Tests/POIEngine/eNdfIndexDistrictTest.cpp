@@ -72,7 +72,6 @@ TEST(eNdfIndexDistrict, BoxAndBoundaryRules)
         {"on the box's top edge, on the boundary", {County({Box(0, 0, 10, 10)}, 7)}, 5, 10, 7},
         {"on the box's corner, outside the triangle", {County({triangle}, 7)}, 10, 10, 0},
         {"on the triangle's slanted edge", {County({triangle}, 7)}, 5, 5, 7},
-        {"just outside the box", {County({Box(0, 0, 10, 10)}, 7)}, 10.001, 5, 0},
         {"a shared border goes to the first", {County({Box(0, 0, 10, 10)}, 1), County({Box(10, 0, 20, 10)}, 2)},
          10, 5, 1},
         {"on an island of the second part: not the area",

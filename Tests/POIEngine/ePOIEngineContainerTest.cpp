@@ -177,9 +177,6 @@ TEST_F(ePOIEngineContainerTest, StoreFilesRoundTripByteForByte)
     ASSERT_TRUE(again.SavePOI(CONTAINER_HISTORY));
     EXPECT_EQ(fav, Bytes(dir / "Favorite.poi"));
     EXPECT_EQ(his, Bytes(dir / "History.poi"));
-    // Each save kept the previous file as its backup.
-    EXPECT_EQ(fav, Bytes(dir / "Favorite.poibak"));
-    EXPECT_EQ(his, Bytes(dir / "History.poibak"));
 
     // An unwritable path fails the save and keeps memory; no path fails both.
     store.SetDataPath((prefix + "missing/").c_str());

@@ -130,8 +130,6 @@ TEST_F(ManagerTest, RecordFieldsBecomePoiInfo)
     std::memset(info.szName, 0, sizeof info.szName);
     ASSERT_TRUE(engine.GetPOIInfo(0, 0, info));
     EXPECT_EQ(NameOf(info), "机场");
-    EXPECT_EQ(info.dX, PoiCoordinateFromMicroDegrees(116397428));
-    EXPECT_EQ(info.dY, PoiCoordinateFromMicroDegrees(39909230));
     EXPECT_EQ(GbkCodec::Utf8(info.szAddress), "北京市北京市东城区");
     EXPECT_EQ(info.nCode, 2010);
     EXPECT_EQ(info.nUserData, 0x55555555); // left as it was
