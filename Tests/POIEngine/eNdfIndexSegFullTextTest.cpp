@@ -19,10 +19,6 @@ using namespace KestTest;
 
 namespace {
 
-class Engine : public ePOIEngineManager {
-public:
-    int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
-};
 
 std::string G(const char* utf8) { return GbkCodec::Gbk(utf8); }
 using Names = std::multiset<std::string>;
@@ -74,7 +70,7 @@ protected:
     }
 
     TempDir dir;
-    Engine engine;
+    ProbedEngine engine;
 };
 
 TEST_F(FullTextTest, TypedDigitsAndLettersAreWidened)

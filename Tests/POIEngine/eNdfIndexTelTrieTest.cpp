@@ -49,11 +49,6 @@ void WriteTel(const std::string& root, std::vector<std::string> numbers,
 
 const std::vector<std::string> kNumbers = {"1386", "13801", "138", "1380", "139", "2", "1380", "13869"};
 
-class Engine : public ePOIEngineManager {
-public:
-    explicit Engine(const std::string& root) { SetPoiPath(root.c_str()); }
-    using ePOIEngineManager::m_pPool;
-};
 
 // QueryByTelephone: the next characters, or "<false>".
 std::string Tel(ePOIEngineManager& engine, const char* typed)
@@ -69,7 +64,7 @@ TEST(QueryByTelephone, AnswersAsTheTrieOrdersThem)
 {
     TempDir dir;
     WriteTel(dir.Path("d"), kNumbers);
-    Engine engine(dir.Path("d"));
+    ProbedEngine engine(dir.Path("d"));
     const struct {
         const char* typed;
         const char* next;
@@ -95,7 +90,7 @@ TEST(eNdfIndexTelTrie, EmptyTrieAndUnopenedReader)
 {
     TempDir dir;
     WriteTel(dir.Path("d"), {});
-    Engine engine(dir.Path("d"));
+    ProbedEngine engine(dir.Path("d"));
     EXPECT_EQ(Tel(engine, ""), "");
     EXPECT_EQ(engine.GetPOICount(0), 0);
     EXPECT_EQ(Tel(engine, "1"), "<false>");
@@ -115,14 +110,14 @@ TEST(eNdfIndexTelTrie, EmptyTrieAndUnopenedReader)
 TEST(QueryByTelephone, MissingIndexIsTriedOnceAndFalseKeepsTheOutputs)
 {
     TempDir dir;
-    Engine engine(dir.Path("d"));
+    ProbedEngine engine(dir.Path("d"));
     char* next = nullptr;
     int count = -1;
     EXPECT_FALSE(engine.QueryByTelephone("138", next, count));
     WriteTel(dir.Path("d"), kNumbers);
     EXPECT_FALSE(engine.QueryByTelephone("138", next, count)) << "the file appeared after the first try";
     EXPECT_EQ(count, -1);
-    Engine fresh(dir.Path("d"));
+    ProbedEngine fresh(dir.Path("d"));
     ASSERT_TRUE(fresh.QueryByTelephone("138", next, count));
     ASSERT_EQ(count, 2);
     for (const char* typed : {"13a", "1385", static_cast<const char*>(nullptr)}) {
@@ -145,7 +140,7 @@ TEST(QueryByTelephone, ExactlyOneHundredEntriesOfferTheAlphabet)
         numbers.push_back(std::to_string(500 + i));
     TempDir dir;
     WriteTel(dir.Path("d"), numbers);
-    Engine engine(dir.Path("d"));
+    ProbedEngine engine(dir.Path("d"));
     EXPECT_EQ(Tel(engine, "5"), "abcdefghijklmnopqrstuvwxyz");
     EXPECT_EQ(engine.GetPOICount(0), 100);
     EXPECT_EQ(Tel(engine, ""), "56");
@@ -176,7 +171,7 @@ TEST(eNdfIndexTelTrie, DamagedFilesFailCleanly)
     std::vector<std::string> typed = {"", "1", "10", "1301", "10000"};
     typed.insert(typed.end(), numbers.begin(), numbers.end());
     std::string damage; // the first damage a query met
-    auto answers = [&](Engine& engine) {
+    auto answers = [&](ProbedEngine& engine) {
         damage.clear();
         std::vector<std::pair<int, std::string>> out;
         for (const std::string& t : typed) {
@@ -187,7 +182,7 @@ TEST(eNdfIndexTelTrie, DamagedFilesFailCleanly)
         }
         return out;
     };
-    Engine reference(dir.Path("d"));
+    ProbedEngine reference(dir.Path("d"));
     const auto expected = answers(reference);
 
     struct Damage {
@@ -211,7 +206,7 @@ TEST(eNdfIndexTelTrie, DamagedFilesFailCleanly)
         else
             bytes[d.at] ^= 0x5A;
         TempDir::Write(file, bytes);
-        Engine engine(dir.Path("d"));
+        ProbedEngine engine(dir.Path("d"));
         const auto got = answers(engine);
         EXPECT_NE(got, expected);
         if (d.named) {

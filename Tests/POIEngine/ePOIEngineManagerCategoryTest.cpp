@@ -11,20 +11,15 @@
 #include "Compiler/CategoryList.h"
 #include "Compiler/GbkCodec.h"
 #include "POIEngine/ePOIEngineManager.h"
-#include "Support/TempDir.h"
+#include "Support/EngineAnswers.h"
 
 using namespace Kest;
-using KestTest::TempDir;
+using namespace KestTest;
 
 namespace {
 
 using Names = std::vector<std::string>;
 
-class Engine : public ePOIEngineManager {
-public:
-    explicit Engine(const std::string& root) { SetPoiPath(root.c_str()); }
-    int CurrentBranch() const { return m_nCurBranch; }
-};
 
 class PoiSortTest : public ::testing::Test {
 protected:
@@ -36,15 +31,15 @@ protected:
     std::string Root() const { return dir.Path("").substr(0, dir.Path("").size() - 1); }
 
     // A list call's names, or "<false>".
-    static Names List(Engine& e, bool (ePOIEngineManager::*call)(char**&, int&))
+    static Names List(ProbedEngine& e, bool (ePOIEngineManager::*call)(char**&, int&))
     {
         char** list = nullptr;
         int count = -1;
         return (e.*call)(list, count) ? Names(list, list + count) : Names{"<false>"};
     }
-    static Names Branches(Engine& e) { return List(e, &ePOIEngineManager::GetBranchPoiTypes); }
-    static Names All(Engine& e) { return List(e, &ePOIEngineManager::GetAllPoiTypes); }
-    static Names Leaves(Engine& e, const char* branch)
+    static Names Branches(ProbedEngine& e) { return List(e, &ePOIEngineManager::GetBranchPoiTypes); }
+    static Names All(ProbedEngine& e) { return List(e, &ePOIEngineManager::GetAllPoiTypes); }
+    static Names Leaves(ProbedEngine& e, const char* branch)
     {
         char** list = nullptr;
         int count = -1;
@@ -59,7 +54,7 @@ TEST_F(PoiSortTest, ListsAndCodes)
     // A leaf above the first branch is a leaf of no branch, yet the first
     // branch's count includes it, so that branch reaches into the next.
     WriteSort("\tpre\t7\nFood\n\tTea\t1\n\tdup\t2\nShop\r\n\tDup\t3\n\tBook\t4\n");
-    Engine e(Root());
+    ProbedEngine e(Root());
     EXPECT_EQ(Branches(e), (Names{"Food", "Shop"}));
     EXPECT_EQ(All(e), (Names{"pre", "Tea", "dup", "Dup", "Book"}));
     EXPECT_EQ(e.GetPoiCode("pre"), 7);
@@ -101,7 +96,7 @@ TEST_F(PoiSortTest, LoadFailures)
         std::filesystem::remove_all(dir.Path("POI"));
         if (!c.text.empty())
             WriteSort(c.text);
-        Engine e(Root());
+        ProbedEngine e(Root());
         EXPECT_FALSE(e.LoadPoiSort());
         EXPECT_EQ(e.GetPoiCode("Tea"), c.branches[0] == "<false>" ? -1 : 1);
         // Once both arrays hold something the file is not read again.
@@ -110,7 +105,7 @@ TEST_F(PoiSortTest, LoadFailures)
     }
     // A branch of a load that failed has no count: its list is empty.
     WriteSort("Food\n\tTea\t1\n\n");
-    Engine e(Root());
+    ProbedEngine e(Root());
     EXPECT_EQ(Branches(e), (Names{"<false>"}));
     EXPECT_EQ(Leaves(e, "Food"), Names{});
 }
@@ -130,7 +125,7 @@ TEST_F(PoiSortTest, TheLongestLineTheCompilerWritesReadsWhole)
         std::size_t line = 0;
         EXPECT_EQ(list.Parse(text, error, line), length == 98) << error;
         WriteSort(text);
-        Engine e(Root());
+        ProbedEngine e(Root());
         EXPECT_EQ(e.LoadPoiSort(), length == 98);
         if (length == 98) {
             EXPECT_EQ(list.GbkText(), text);

@@ -17,12 +17,6 @@ using namespace KestTest;
 
 namespace {
 
-// Sees what the manager holds, to tell how many hits are loaded.
-class ProbedManager : public ePOIEngineManager {
-public:
-    int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
-    int KeyCount() const { return m_pRecordset != nullptr ? m_pRecordset->GetKeyCount() : -1; }
-};
 
 // QueryByInitial with three keys: the next letters, or "<false>".
 std::string Initial(ePOIEngineManager& engine, int city, const char* initials)
@@ -61,7 +55,7 @@ protected:
 
     TempDir dir;
     InitialData data{dir};
-    ProbedManager engine;
+    ProbedEngine engine;
 };
 
 TEST_F(ManagerTest, HeaderIsReadOncePerFile)

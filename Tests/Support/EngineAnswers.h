@@ -11,6 +11,7 @@
 #include "Base/ePoiInfo.h"
 #include "Compiler/GbkCodec.h"
 #include "Ndf/eNdfIndex.h"
+#include "Ndf/eNdfRecordsetTabular.h"
 #include "POIEngine/ePOIEngineManager.h"
 #include "Support/IndexOpen.h"
 #include "Support/NdfFiles.h"
@@ -79,6 +80,17 @@ std::vector<int> NextPois(Reader& reader, int count)
     EXPECT_EQ(gids.GetSize(), nums.GetSize());
     return PoiNumbers(gids);
 }
+
+// The manager on a data directory, with what the tests look at inside it.
+class ProbedEngine : public Kest::ePOIEngineManager {
+public:
+    ProbedEngine() = default;
+    explicit ProbedEngine(const std::string& root) { SetPoiPath(root.c_str()); }
+    int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
+    int KeyCount() const { return m_pRecordset != nullptr ? m_pRecordset->GetKeyCount() : -1; }
+    int CurrentBranch() const { return m_nCurBranch; }
+    using ePOIEngineManager::m_pPool;
+};
 
 // The UTF-8 names of the search hits (list 0) in order, paging through the
 // whole count; and the same as a set, where the order is not the point.
