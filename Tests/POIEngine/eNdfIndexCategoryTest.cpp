@@ -204,7 +204,6 @@ TEST_F(CategoryIndexTest, WalksTheAreasByItsRules)
         SCOPED_TRACE(testing::PrintToString(keys));
         EXPECT_EQ(Ask(keys), Model(root, keys));
     }
-    EXPECT_EQ(reader.GetType(), eNdfIndex::NDF_INDEX_CATEGORY);
 }
 
 // Damage: a truncated file and flipped bytes in the header, a middle page
