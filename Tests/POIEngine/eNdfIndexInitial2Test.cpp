@@ -119,12 +119,10 @@ TEST_F(Initial2Test, DistrictKeys)
     // One key names provinces by substring: their city nodes.
     EXPECT_EQ(Ask({"p"}).direct, 2);
     EXPECT_EQ(Ask({"2"}).direct, 1);
-    // Substring and "*" per level; all matching cities are kept.
+    // Substring and "*" per level; all matching cities are kept. (A place
+    // that is not there: InitialDifferentialTest.)
     EXPECT_EQ(Ask({"p", "c", "A"}).counted, 4);
     EXPECT_EQ(Ask({"p2", "*", "A"}).counted, 2);
-    EXPECT_EQ(Ask({"*", "c1", "A"}).counted, 1);
-    EXPECT_EQ(Ask({"p1", "c3", "A"}).counted, 0);
-    EXPECT_EQ(Ask({"p1", "c3", "A"}).next, "");
     EXPECT_EQ(Ask({"p2", "c4", "A"}).next, "b");
 }
 

@@ -24,7 +24,7 @@ namespace {
 ePoiInfo Poi(const std::string& name, int userData = 0)
 {
     ePoiInfo info;
-    std::memset(&info, 0, sizeof info);
+    std::memset(&info, 0, sizeof info); // the padding too: records are compared byte for byte
     std::memcpy(info.szName, name.data(), std::min<std::size_t>(name.size(), 64));
     std::snprintf(info.szAddress, sizeof info.szAddress, "area of %s", name.c_str());
     info.dX = 116.25;
