@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Support/DictFiles.h"
+#include "Support/EngineAnswers.h"
 
 using Kest::eArray;
 using Kest::eDictionary;
@@ -97,10 +98,9 @@ TEST_F(Dictionary, AddItemInsertsAfterTheFirstItemWhenTheKeySortsFirst)
     // Into an empty slot, then last, then twice between: the slot stays sorted.
     for (const char* w : {"北大", "北京", "北海", "北方"})
         ASSERT_TRUE(Add(G(w), 4));
-    EXPECT_EQ(0, Index(G("北大")));
-    EXPECT_EQ(1, Index(G("北方")));
-    EXPECT_EQ(2, Index(G("北海")));
-    EXPECT_EQ(3, Index(G("北京")));
+    const char* sorted[] = {"北大", "北方", "北海", "北京"};
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(i, Index(G(sorted[i]))) << sorted[i];
     // 部 sorts before every item: it goes to index 1, behind 大, where the
     // binary search cannot see it.
     ASSERT_TRUE(Add(G("北部"), 5));
@@ -215,13 +215,7 @@ TEST_F(Dictionary, PreStandRejectsForbiddenCharactersAndSplitsAtSpaces)
     for (const Case& c : cases) {
         eString text(c.text.c_str());
         eArray<eString> words;
-        V out = rejected;
-        if (Dict().PreStand(text, words)) {
-            out.clear();
-            for (int i = 0; i < words.GetSize(); ++i)
-                out.push_back(words[i].Cstr());
-        }
-        EXPECT_EQ(c.words, out) << c.text;
+        EXPECT_EQ(c.words, Dict().PreStand(text, words) ? Texts(words) : rejected) << c.text;
     }
 }
 

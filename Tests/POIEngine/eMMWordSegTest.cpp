@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Support/DictFiles.h"
+#include "Support/EngineAnswers.h"
 
 using Kest::eArray;
 using Kest::eMMWordSeg;
@@ -75,10 +76,7 @@ TEST_F(MMWordSeg, GetAdressSegSplitsAtStars)
         words.Add("old");
         eString s(text.c_str());
         EXPECT_TRUE(seg.GetAdressSeg(s, words));
-        std::vector<std::string> out;
-        for (int i = 0; i < words.GetSize(); ++i)
-            out.push_back(words[i].Cstr());
-        return out;
+        return Texts(words);
     };
     using V = std::vector<std::string>;
     EXPECT_EQ((V{G("北京"), G("中国")}), split(G("*北京*中国*"))); // earlier contents replaced

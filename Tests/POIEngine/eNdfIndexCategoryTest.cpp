@@ -39,7 +39,7 @@ protected:
     void Write(CategoryNode& root, std::uint32_t pageSize = 256)
     {
         PoiStoreWriter store(NdfFormat::kPoiStoreFileId, pageSize);
-        ASSERT_TRUE(store.Open(NdfFile(*m_dir, NdfFormat::kPoiStoreFileId)));
+        ASSERT_TRUE(store.Open(NdfFile(dir, NdfFormat::kPoiStoreFileId)));
         CategoryIndexWriter writer(kFile, pageSize);
         for (CategoryNode& p : root.kids) {
             writer.AddProvince(p.key);
@@ -62,11 +62,11 @@ protected:
             }
         }
         ASSERT_TRUE(store.Close());
-        ASSERT_TRUE(writer.Write(NdfFile(*m_dir, kFile))) << writer.GetError();
+        ASSERT_TRUE(writer.Write(NdfFile(dir, kFile))) << writer.GetError();
         Open(reader);
     }
 
-    void Open(eNdfIndexCategory& index) { OpenIndex(index, pool, DataDir(*m_dir), kFile); }
+    void Open(eNdfIndexCategory& index) { OpenIndex(index, pool, DataDir(dir), kFile); }
 
     Answer Ask(eNdfIndexCategory& index, const std::vector<std::string>& keyList)
     {
@@ -111,7 +111,6 @@ protected:
     }
 
     TempDir dir;
-    const TempDir* m_dir = &dir; // where the files are written and read
     eNdfPool pool;
     eNdfIndexCategory reader;
 };
@@ -143,77 +142,46 @@ CategoryNode SmallTree()
     return root;
 }
 
-std::string Describe(const std::vector<std::string>& keys)
+// Keys for every rule of the walk and odd category keys, on a tree small
+// enough to state every answer; the plain model (the one the differential
+// test over the sample trusts) gives the answers.
+std::vector<std::vector<std::string>> Keys()
 {
-    std::string s;
-    for (const auto& k : keys)
-        s += "[" + k + "]";
-    return s;
-}
-
-std::vector<std::vector<std::string>> OddKeys()
-{
-    std::vector<std::vector<std::string>> keys = {{}, {""}, {"*"}, {"North", "*", "Nowhere", "5"}, {"*", "Bay", "Port", "*"}};
+    std::vector<std::vector<std::string>> keys = {
+        // No key: the provinces' run itself. (Each area range found is read
+        // one level down: its records' children are the answer.)
+        {},
+        // One key is matched whole; empty takes every province; "*" walks nothing.
+        {"South"}, {"Sou"}, {""}, {"*"},
+        // The walk by substring: "Town" is first found in EastTown.
+        {"North", "Hill", "Town", "5"}, {"North", "Hill", "Town", "9"}, {"North", "Hill", "Mill", "5"},
+        // "0" is a real code; "x" reads as 0 too; "*" and "" take every category.
+        {"North", "Hill", "East", "0"}, {"North", "Hill", "East", "x"}, {"North", "Hill", "East", ""},
+        {"North", "Hill", "East", "*"},
+        // "*" at level 2: every county of the city; at level 1 every county
+        // of every city, the county key not looked at.
+        {"North", "Hill", "*", "5"}, {"North", "*", "Nowhere", "5"},
+        // "*" at level 0 appends each province's cities (whose records then
+        // stand for categories) and walks on in the last province.
+        {"*", "Bay", "Port", "*"}};
+    // Codes at the ends of the 32-bit range, and past them.
     for (const char* code : {"2147483647", "2147483648", "4294967295", "-1", "99999999999", "5abc", "1094795585"})
         keys.push_back({"South", "Bay", "Edge", code});
     return keys;
 }
 
-// The rules of the walk, on a tree small enough to state every answer.
 TEST_F(CategoryIndexTest, WalksTheAreasByItsRules)
 {
     CategoryNode root = SmallTree();
     Write(root);
-    auto names = [](std::initializer_list<const char*> list) { return std::vector<std::string>(list.begin(), list.end()); };
-    struct Case {
-        std::vector<std::string> keys;
-        bool ok;
-        Ranges ranges;
-        std::uint32_t hitTotal;
-    };
-    const std::vector<Case> cases = {
-        // (Each area range found is read one level down: its records'
-        // children are the answer.) No key: the provinces' run itself.
-        {{}, true, {names({"Hill", "Lake"}), names({"Bay"})}, 0},
-        // One key is matched whole; empty takes every province; "*" walks nothing.
-        {{"South"}, true, {names({"Port", "Edge"})}, 0},
-        {{"Sou"}, false, {}, 0},
-        {{""}, true, {names({"EastTown", "WestTown"}), names({"Town"}), names({"Port", "Edge"})}, 0},
-        {{"*"}, true, {}, 0},
-        // The walk by substring: "Town" is first found in EastTown.
-        {{"North", "Hill", "Town", "5"}, true, {names({"e#5.0", "e#5.1"})}, 2},
-        {{"North", "Hill", "Town", "9"}, true, {}, 0},
-        {{"North", "Hill", "Mill", "5"}, false, {}, 0},
-        // "0" is a real code; "x" reads as 0 too; "*" and "" take every category.
-        {{"North", "Hill", "East", "0"}, true, {names({"e#0.0"})}, 1},
-        {{"North", "Hill", "East", "x"}, true, {names({"e#0.0"})}, 1},
-        {{"North", "Hill", "East", ""}, true, {names({"e#0.0"}), names({"e#5.0", "e#5.1"})}, 0},
-        // "*" at level 2: every county of the city.
-        {{"North", "Hill", "*", "5"}, true, {names({"e#5.0", "e#5.1"}), names({"w#5.0", "w#5.1", "w#5.2"})}, 5},
-        // "*" at level 1: every county of every city, and the county key is not looked at.
-        {{"North", "*", "Nowhere", "5"}, true,
-         {names({"e#5.0", "e#5.1"}), names({"w#5.0", "w#5.1", "w#5.2"}), names({"t#5.0"})}, 6},
-        // "*" at level 0 appends each province's cities (whose records then
-        // stand for categories) and walks on in the last province.
-        {{"*", "Bay", "Port", "*"}, true,
-         {names({"EastTown", "WestTown"}), names({"Town"}), names({"Port", "Edge"}), names({"p#2.0"})}, 0},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(Describe(c.keys));
-        const Answer a = Ask(c.keys);
-        EXPECT_EQ(a.ok, c.ok);
-        if (c.ok) {
-            EXPECT_EQ(a.ranges, c.ranges);
-        }
-        EXPECT_EQ(a.hitTotal, c.hitTotal);
-        EXPECT_EQ(a, Model(root, c.keys));
+    int found = 0;
+    for (const auto& keys : Keys()) {
+        SCOPED_TRACE(testing::PrintToString(keys));
+        const Answer a = Ask(keys);
+        EXPECT_EQ(a, Model(root, keys));
+        found += a.ok && !a.ranges.empty();
     }
-    // Odd category keys at the ends of the code range, as the model reads them.
-    for (const auto& keys : OddKeys()) {
-        SCOPED_TRACE(Describe(keys));
-        EXPECT_EQ(Ask(keys), Model(root, keys));
-    }
-    EXPECT_EQ(reader.GetType(), eNdfIndex::NDF_INDEX_CATEGORY);
+    EXPECT_GE(found, 12); // most keys find something
 }
 
 // Damage: a truncated file and flipped bytes in the header, a middle page
@@ -223,31 +191,28 @@ TEST_F(CategoryIndexTest, DamageFailsOrIsNamed)
 {
     CategoryNode root = SmallTree();
     Write(root);
-    const std::vector<std::vector<std::string>> queries = OddKeys();
+    const std::vector<std::vector<std::string>> queries = Keys();
     std::vector<Answer> clean;
     for (const auto& keys : queries)
         clean.push_back(Ask(keys));
-    const std::vector<unsigned char> good = TempDir::Read(NdfFile(*m_dir, kFile));
+    const std::vector<unsigned char> good = TempDir::Read(NdfFile(dir, kFile));
     const std::size_t end = good.size();
 
     auto check = [&](const std::vector<unsigned char>& bytes, const char* what, bool allFail) {
         SCOPED_TRACE(what);
-        TempDir::Write(NdfFile(*m_dir, kFile), bytes);
+        TempDir::Write(NdfFile(dir, kFile), bytes);
         eNdfPool fresh;
-        fresh.SetSize(1 << 20);
         eNdfIndexCategory index;
-        pool.SetDataPath(DataDir(*m_dir).c_str());
-        Open(index);
-        index.SetPool(&fresh);
-        fresh.SetDataPath(DataDir(*m_dir).c_str());
+        OpenIndex(index, fresh, DataDir(dir), kFile);
         for (std::size_t i = 0; i < queries.size(); ++i) {
+            SCOPED_TRACE(testing::PrintToString(queries[i]));
             fresh.ClearDamage();
             const Answer a = Ask(index, queries[i]);
             if (allFail) {
-                EXPECT_FALSE(a.ok) << Describe(queries[i]);
+                EXPECT_FALSE(a.ok);
             }
             if (!(a == clean[i])) {
-                EXPECT_TRUE(!a.ok || !fresh.GetDamage().IsEmpty()) << Describe(queries[i]);
+                EXPECT_TRUE(!a.ok || !fresh.GetDamage().IsEmpty());
             }
         }
     };

@@ -13,8 +13,7 @@
 #include "Compiler/FeatureBlockEncoder.h"
 #include "Compiler/GbkCodec.h"
 #include "Compiler/InitialIndexWriter.h"
-#include "Support/IndexOpen.h"
-#include "Support/NdfFiles.h"
+#include "Support/EngineAnswers.h"
 
 using namespace Kest;
 using namespace KestTest;
@@ -24,15 +23,7 @@ namespace {
 constexpr std::uint16_t kFile = 120;
 
 std::string G(const char* utf8) { return GbkCodec::Gbk(utf8); }
-ueglobal_addr_t Poi(int i) { return MakeGlobalAddr(1, static_cast<std::uint32_t>(i / 1000), static_cast<std::uint16_t>(i % 1000)); }
-int PoiNumber(const ueglobal_addr_t& a) { return static_cast<int>(a.page.nPage) * 1000 + a.nElement; }
-
-struct Result {
-    bool ok = false;
-    std::vector<int> pois;
-    std::vector<unsigned int> nums;
-    std::vector<std::string> names;
-};
+ueglobal_addr_t Poi(int i) { return PoiAt(static_cast<std::size_t>(i)); }
 
 struct Index {
     TempDir dir;
@@ -45,38 +36,11 @@ struct Index {
         ASSERT_TRUE(writer.Write(NdfFile(dir, kFile))) << writer.GetError();
         Open();
     }
-    Result Query(const std::vector<std::string>& keys)
-    {
-        const eArray<eString> k = KeyArray(keys);
-        eArray<ueglobal_addr_t> gids;
-        eArray<unsigned int> nums;
-        eArray<eString> names;
-        Result r;
-        r.ok = reader.Query(k, gids, nums, names) != 0;
-        for (int i = 0; i < gids.GetSize(); ++i)
-            r.pois.push_back(PoiNumber(gids[i]));
-        r.nums.assign(nums.GetData(), nums.GetData() + nums.GetSize());
-        for (int i = 0; i < names.GetSize(); ++i)
-            r.names.emplace_back(names[i].Cstr());
-        return r;
-    }
-    // GetNextResult as POI numbers: returns how many it appended, each of count 1.
-    std::vector<int> Next(int count)
-    {
-        eArray<ueglobal_addr_t> gids;
-        eArray<unsigned int> nums;
-        const int returned = reader.GetNextResult(count, gids, nums);
-        std::vector<int> pois;
-        for (int i = 0; i < gids.GetSize(); ++i)
-            pois.push_back(PoiNumber(gids[i]));
-        EXPECT_EQ(returned, static_cast<int>(pois.size()));
-        EXPECT_EQ(std::vector<unsigned int>(pois.size(), 1u), std::vector<unsigned int>(nums.GetData(), nums.GetData() + nums.GetSize()));
-        return pois;
-    }
+    KeyedAnswer Query(const std::vector<std::string>& keys) { return Ask(reader, keys); }
+    std::vector<int> Next(int count) { return NextPois(reader, count); }
 };
 
-const std::vector<std::string> kAlphabet = {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "k", "l", "m",
-                                            "n", "o", "p", "q", "r", "s", "t", "u", "v", "w", "x", "y", "z"};
+const std::string kAlphabet = "abcdefghijklmnopqrstuvwxyz";
 
 } // namespace
 
@@ -95,15 +59,15 @@ TEST(eNdfIndexInitial, FoldsCaseCutsAtTheDepthAndOrdersLettersAsSignedBytes)
     EXPECT_FALSE(writer.AddPoi(bj, bj, "", Poi(7)));
     index.Write(writer);
 
-    const Result lower = index.Query({bj, bj, "zh"});
+    const KeyedAnswer lower = index.Query({bj, bj, "zh"});
     EXPECT_EQ(std::vector<int>{1}, lower.pois);
-    EXPECT_EQ(std::vector<std::string>{"s"}, lower.names);
+    EXPECT_EQ("s", lower.letters);
     EXPECT_EQ(lower.pois, index.Query({bj, bj, "ZH"}).pois);
     EXPECT_EQ(3, index.reader.GetQueryedCount());
     EXPECT_EQ((std::vector<std::string>{"\xB1", "h", "s", "["}), index.Query({bj, bj, "z"}).names);
     EXPECT_EQ(std::vector<int>{4}, index.Query({bj, bj, "Z{"}).pois);
     EXPECT_EQ((std::vector<int>{0, 3}), index.Query({bj, bj, "zhsjxyz"}).pois) << "only the first 3 letters count";
-    const Result gbk = index.Query({bj, bj, G("中")});
+    const KeyedAnswer gbk = index.Query({bj, bj, G("中")});
     EXPECT_TRUE(gbk.ok && gbk.pois.empty() && gbk.names.empty());
 }
 
@@ -123,18 +87,18 @@ TEST(eNdfIndexInitial, OneHundredResultsOfferEveryLetterAndEndTheSearch)
         index.Write(writer);
 
         // Direct hits stop at the hundredth; the second city is not searched.
-        Result r = index.Query({"*", "*", "ab"});
+        KeyedAnswer r = index.Query({"*", "*", "ab"});
         EXPECT_EQ(100u, r.pois.size());
         EXPECT_EQ(99, r.pois.back());
-        EXPECT_EQ(kAlphabet, r.names);
+        EXPECT_EQ(kAlphabet, r.letters);
         EXPECT_EQ(100, index.reader.GetQueryedCount());
 
         // Below "a": counted by field 2, or collected up to the hundredth.
         r = index.Query({"*", "*", "a"});
         EXPECT_EQ(deeperCounts ? 0u : 100u, r.pois.size());
         EXPECT_EQ(deeperCounts ? 120 : 100, index.reader.GetQueryedCount());
-        EXPECT_EQ(kAlphabet, r.names);
-        EXPECT_EQ(std::vector<std::string>{"b"}, index.Query({p, c2, "a"}).names) << "50 results are not 100";
+        EXPECT_EQ(kAlphabet, r.letters);
+        EXPECT_EQ("b", index.Query({p, c2, "a"}).letters) << "50 results are not 100";
     }
 }
 
@@ -150,7 +114,7 @@ TEST(eNdfIndexInitial, DistrictKeysMatchWholeNamesAloneAndSubstringsInTwoLevels)
     index.Write(writer);
 
     // One key: the province's node (its two city records), names empty.
-    Result r = index.Query({hb});
+    KeyedAnswer r = index.Query({hb});
     ASSERT_TRUE(r.ok);
     EXPECT_EQ(std::vector<unsigned int>{2}, r.nums);
     EXPECT_TRUE(r.names.empty());
@@ -233,7 +197,7 @@ TEST(eNdfIndexInitial, MalformedDistrictFieldsFailTheQueryWithEmptyOutputs)
         WriteByHand(index, letters, breakages[i]);
         for (const std::vector<std::string>& keys :
              {std::vector<std::string>{"P", "C", "a"}, {"*"}, {"*", "*", "a"}, {"", ""}, {"P"}}) {
-            const Result r = index.Query(keys);
+            const KeyedAnswer r = index.Query(keys);
             // A single exact key reads only the province records.
             const bool reads = !(i < 2 && keys.size() == 1 && keys[0] == "P");
             EXPECT_EQ(!reads, r.ok) << keys.size();
@@ -268,7 +232,7 @@ TEST(eNdfIndexInitial, MalformedLetterRecordsStopTheStepWithoutACrash)
         SCOPED_TRACE(c.what);
         Index index;
         WriteByHand(index, c.letters);
-        const Result r = index.Query({"P", "C", "a"});
+        const KeyedAnswer r = index.Query({"P", "C", "a"});
         EXPECT_TRUE(r.ok) << "only the district step fails the query";
         EXPECT_EQ(c.hits, r.pois);
         EXPECT_TRUE(index.Next(10).empty());
@@ -278,7 +242,7 @@ TEST(eNdfIndexInitial, MalformedLetterRecordsStopTheStepWithoutACrash)
     // No file at all: false, empty outputs, nothing counted.
     Index missing;
     missing.Open();
-    const Result r = missing.Query({"P", "C", "a"});
+    const KeyedAnswer r = missing.Query({"P", "C", "a"});
     EXPECT_FALSE(r.ok);
     EXPECT_TRUE(r.pois.empty() && r.nums.empty() && r.names.empty());
     EXPECT_EQ(0, missing.reader.GetQueryedCount());

@@ -6,33 +6,22 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <filesystem>
-#include <set>
-#include <string>
-#include <vector>
 
 #include "Compiler/CoreDictWriter.h"
-#include "Compiler/GbkCodec.h"
 #include "Compiler/PoiStoreWriter.h"
 #include "Compiler/SegFullTextIndexWriter.h"
-#include "Ndf/eNdfRecordsetTabular.h"
 #include "POIEngine/eDictionary.h"
-#include "POIEngine/ePOIEngineManager.h"
-#include "POIEngine/eNdfIndexSegFullText.h"
-#include "Support/TempDir.h"
+#include "Support/EngineAnswers.h"
 
 using namespace Kest;
-using KestTest::TempDir;
+using namespace KestTest;
 
 namespace {
 
-class Engine : public ePOIEngineManager {
-public:
-    int Loaded() const { return m_pRecordset != nullptr ? m_pRecordset->GetRecordCount() : -1; }
-};
 
 std::string G(const char* utf8) { return GbkCodec::Gbk(utf8); }
+using Names = std::multiset<std::string>;
 
 class FullTextTest : public ::testing::Test {
 protected:
@@ -73,17 +62,6 @@ protected:
     }
     void TearDown() override { eDictionary::GetInstance().UnLoad(); }
 
-    std::multiset<std::string> Names()
-    {
-        std::multiset<std::string> names;
-        for (int i = 0; i < engine.GetPOICount(0); ++i) {
-            ePoiInfo info{};
-            EXPECT_TRUE(engine.GetPOIInfo(0, i, info));
-            names.insert(GbkCodec::Utf8(std::string(info.szName, strnlen(info.szName, sizeof info.szName))));
-        }
-        return names;
-    }
-
     // A "*" province lists every city and ignores the city key, so a city
     // is chosen under its province.
     bool Text(const char* text, const char* city = "*")
@@ -92,7 +70,7 @@ protected:
     }
 
     TempDir dir;
-    Engine engine;
+    ProbedEngine engine;
 };
 
 TEST_F(FullTextTest, TypedDigitsAndLettersAreWidened)
@@ -100,7 +78,7 @@ TEST_F(FullTextTest, TypedDigitsAndLettersAreWidened)
     // 3a becomes ３Ａ and 三Ａ; the half-width form is not searched, but
     // names written with it were indexed in full width.
     ASSERT_TRUE(Text("3a"));
-    EXPECT_EQ(Names(), (std::multiset<std::string>{"三Ａ酒店", "３Ａ大厦", "3A大厦"}));
+    EXPECT_EQ(HitNames(engine), (Names{"三Ａ酒店", "３Ａ大厦", "3A大厦"}));
     // With one key only the first is used, as typed: the whole province
     // name, whose city node (two city records) becomes the hit list.
     EXPECT_TRUE(engine.QueryByFullText(1, 10, G("北京市").c_str(), nullptr, nullptr));
@@ -115,7 +93,7 @@ TEST_F(FullTextTest, FirstBatchAndDistricts)
     ASSERT_TRUE(Text("上海饭店"));
     EXPECT_EQ(engine.GetPOICount(0), 100);
     ASSERT_TRUE(Text("饭店", "海淀"));
-    EXPECT_EQ(Names(), (std::multiset<std::string>{"北京大学饭店"}));
+    EXPECT_EQ(HitNames(engine), (Names{"北京大学饭店"}));
     // A word the district does not hold, or a rejected character: nothing.
     ASSERT_TRUE(Text("酒店", "海淀"));
     EXPECT_EQ(engine.GetPOICount(0), 0);
@@ -130,14 +108,14 @@ TEST_F(FullTextTest, RefinementNeedsEveryWordAtAnEvenPosition)
     // The index holds 北京 in Ａ北京饭店 (widened), but in the stored name
     // A北京饭店 it starts at byte 1: refused.
     ASSERT_TRUE(Text("北京 饭店"));
-    ASSERT_EQ(Names(), (std::multiset<std::string>{"A北京饭店", "北京大学饭店"}));
+    ASSERT_EQ(HitNames(engine), (Names{"A北京饭店", "北京大学饭店"}));
     ASSERT_TRUE(engine.QueryFromPreByFullText(G("北京").c_str()));
-    EXPECT_EQ(Names(), (std::multiset<std::string>{"北京大学饭店"}));
+    EXPECT_EQ(HitNames(engine), (Names{"北京大学饭店"}));
     // Words split at a full-width space; spaces around one word are trimmed.
     ASSERT_TRUE(Text("大学"));
-    ASSERT_EQ(Names(), (std::multiset<std::string>{"北京大学饭店", "北京师范大学", "大学北京"}));
+    ASSERT_EQ(HitNames(engine), (Names{"北京大学饭店", "北京师范大学", "大学北京"}));
     ASSERT_TRUE(engine.QueryFromPreByFullText(G("北京　师范").c_str()));
-    EXPECT_EQ(Names(), (std::multiset<std::string>{"北京师范大学"}));
+    EXPECT_EQ(HitNames(engine), (Names{"北京师范大学"}));
     ASSERT_TRUE(engine.QueryFromPreByFullText(G("  大学  ").c_str()));
     EXPECT_EQ(engine.Loaded(), 1);
     // Keeping nothing still succeeds; an empty text does not.

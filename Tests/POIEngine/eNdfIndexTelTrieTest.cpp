@@ -6,19 +6,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "Base/NdfFormat.h"
 #include "Compiler/PoiStoreWriter.h"
 #include "Compiler/TelTrieWriter.h"
-#include "Ndf/eNdfPool.h"
-#include "Ndf/eNdfRecordsetTabular.h"
-#include "POIEngine/ePOIEngineManager.h"
 #include "POIEngine/eNdfIndexTelTrie.h"
-#include "Support/IndexOpen.h"
+#include "Support/EngineAnswers.h"
 
 using namespace Kest;
 using namespace KestTest;
@@ -33,8 +29,7 @@ void WriteTel(const std::string& root, std::vector<std::string> numbers,
     const std::string dir = root + "/POI/Tel/";
     std::filesystem::create_directories(dir);
     std::vector<std::size_t> order(numbers.size());
-    for (std::size_t i = 0; i < order.size(); ++i)
-        order[i] = i;
+    std::iota(order.begin(), order.end(), 0);
     std::stable_sort(order.begin(), order.end(),
                      [&](std::size_t a, std::size_t b) { return TelTrieWriter::StoreOrder(numbers[a], numbers[b]); });
     PoiStoreWriter store(NdfFormat::kTelStoreFileId, 256);
@@ -52,150 +47,88 @@ void WriteTel(const std::string& root, std::vector<std::string> numbers,
     ASSERT_TRUE(trie.Write(dir + "102.ndf")) << trie.GetError();
 }
 
-// A reader on "<root>/POI/Tel/102.ndf", opened as the engine opens it.
-struct Reader {
-    explicit Reader(const std::string& root)
-    {
-        pool.SetSize(1 << 20);
-        OpenIndex(trie, pool, root + "/POI/Tel/", NdfFormat::kTelIndexFileId);
-    }
-
-    struct Answer {
-        bool ok = false;
-        std::vector<unsigned> entries;   // counts, one per hit entry
-        std::vector<std::uint32_t> pois; // the hits' longitudes, record by record
-        std::string next;
-    };
-
-    Answer Expand(bool ok, const eArray<ueglobal_addr_t>& gids, const eArray<unsigned>& nums,
-                  const eArray<eString>& names)
-    {
-        Answer a;
-        a.ok = ok;
-        for (int i = 0; i < names.GetSize(); ++i)
-            a.next += names[i].Cstr();
-        eNdfRecordsetTabular rs;
-        for (int i = 0; i < gids.GetSize(); ++i) {
-            a.entries.push_back(nums[i]);
-            rs.SetRun(&pool, gids[i], nums[i]);
-            for (rs.MoveFirst(); !rs.IsEOF(); rs.MoveNext()) {
-                unsigned char* v = nullptr;
-                EXPECT_EQ(rs.GetFieldValue(1, v), 4);
-                a.pois.push_back(v[0] | v[1] << 8 | v[2] << 16 | static_cast<std::uint32_t>(v[3]) << 24);
-            }
-        }
-        return a;
-    }
-
-    Answer Query(const std::string& number)
-    {
-        const eArray<eString> keys = KeyArray({number});
-        eArray<ueglobal_addr_t> gids;
-        eArray<unsigned> nums;
-        eArray<eString> names;
-        const bool ok = trie.Query(keys, gids, nums, names) != 0;
-        return Expand(ok, gids, nums, names);
-    }
-
-    eNdfPool pool;
-    eNdfIndexTelTrie trie;
-};
-
 const std::vector<std::string> kNumbers = {"1386", "13801", "138", "1380", "139", "2", "1380", "13869"};
 
-TEST(eNdfIndexTelTrie, AnswersAsTheTrieOrdersThem)
+
+// QueryByTelephone: the next characters, or "<false>".
+std::string Tel(ePOIEngineManager& engine, const char* typed)
+{
+    char* next = nullptr;
+    int count = 0;
+    return engine.QueryByTelephone(typed, next, count) ? std::string(next, static_cast<std::size_t>(count)) : "<false>";
+}
+
+// The hits come level by level, ascending digits; the differential test over
+// the sample compares ordinary prefixes, these rows the odd ones.
+TEST(QueryByTelephone, AnswersAsTheTrieOrdersThem)
 {
     TempDir dir;
     WriteTel(dir.Path("d"), kNumbers);
-    Reader reader(dir.Path("d"));
-    struct Case {
+    ProbedEngine engine(dir.Path("d"));
+    const struct {
         const char* typed;
-        bool ok;
-        std::vector<std::uint32_t> pois; // positions in kNumbers
         const char* next;
+        std::vector<std::string> hits; // "poi" + number
     } cases[] = {
-        // The exact number first, then level by level, ascending digits.
-        {"138", true, {2, 3, 6, 0, 1, 7}, "06"},
-        {"13", true, {2, 4, 3, 6, 0, 1, 7}, "89"}, // a node without POIs of its own
-        {"", true, {5, 2, 4, 3, 6, 0, 1, 7}, "12"},
-        {"13802", false, {}, ""},
-        {"13801x", true, {1}, ""}, // the sixth character lies past the depth
-        {"13a", false, {}, ""},
+        {"13", "89", {"poi138", "poi139", "poi1380", "poi1380", "poi1386", "poi13801", "poi13869"}}, // no POIs of its own
+        {"13801x", "", {"poi13801"}}, // the sixth character lies past the depth
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.typed);
-        const Reader::Answer a = reader.Query(c.typed);
-        EXPECT_EQ(a.ok, c.ok);
-        EXPECT_EQ(a.pois, c.pois);
-        EXPECT_EQ(a.next, c.next);
+        EXPECT_EQ(Tel(engine, c.typed), c.next);
+        EXPECT_EQ(HitList(engine), c.hits);
     }
     // Two POIs of one number are one entry of count 2.
-    EXPECT_EQ(reader.Query("1380").entries, (std::vector<unsigned>{2, 1}));
+    eNdfPool pool;
+    eNdfIndexTelTrie trie;
+    OpenIndex(trie, pool, dir.Path("d/POI/Tel/"), NdfFormat::kTelIndexFileId);
+    EXPECT_EQ(Ask(trie, {"1380"}).nums, (std::vector<unsigned>{2, 1}));
+    EXPECT_FALSE(Ask(trie, {}).ok);
 }
 
 TEST(eNdfIndexTelTrie, EmptyTrieAndUnopenedReader)
 {
     TempDir dir;
     WriteTel(dir.Path("d"), {});
-    Reader reader(dir.Path("d"));
-    const Reader::Answer a = reader.Query("");
-    EXPECT_TRUE(a.ok);
-    EXPECT_TRUE(a.pois.empty() && a.next.empty());
-    EXPECT_FALSE(reader.Query("1").ok);
+    ProbedEngine engine(dir.Path("d"));
+    EXPECT_EQ(Tel(engine, ""), "");
+    EXPECT_EQ(engine.GetPOICount(0), 0);
+    EXPECT_EQ(Tel(engine, "1"), "<false>");
 
     // No depth: false before anything is read, the outputs untouched.
     eNdfIndexTelTrie bare;
-    eArray<eString> keys;
-    keys.Add(eString("1"));
     eArray<ueglobal_addr_t> gids;
     eArray<unsigned> nums;
     nums.Add(7);
     eArray<eString> names;
-    EXPECT_FALSE(bare.Query(keys, gids, nums, names));
+    EXPECT_FALSE(bare.Query(KeyArray({"1"}), gids, nums, names));
     EXPECT_EQ(nums.GetSize(), 1);
-    EXPECT_FALSE(reader.trie.Query(eArray<eString>(), gids, nums, names));
 }
 
-class Engine : public ePOIEngineManager {
-public:
-    using ePOIEngineManager::m_pPool;
-};
-
-TEST(QueryByTelephone, FalseKeepsTheOutputsAndTheReaderOutlivesReleaseQueryMem)
+// The file is tried once; a false answer leaves the outputs as they were;
+// the reader outlives ReleaseQueryMem.
+TEST(QueryByTelephone, MissingIndexIsTriedOnceAndFalseKeepsTheOutputs)
 {
     TempDir dir;
-    WriteTel(dir.Path("d"), kNumbers);
-    Engine engine;
-    engine.SetPoiPath(dir.Path("d").c_str());
-    char* next = nullptr;
-    int count = -1;
-    ASSERT_TRUE(engine.QueryByTelephone("138", next, count));
-    ASSERT_EQ(count, 2);
-    for (const char* typed : {"13a", "1385", static_cast<const char*>(nullptr)}) {
-        EXPECT_FALSE(engine.QueryByTelephone(typed, next, count));
-        EXPECT_EQ(count, 2);
-        EXPECT_EQ(std::string(next, 2), "06");
-    }
-    engine.ReleaseQueryMem();
-    ASSERT_TRUE(engine.QueryByTelephone("2", next, count));
-    EXPECT_EQ(engine.GetPOICount(0), 1);
-    EXPECT_NE(engine.m_pPool, nullptr);
-}
-
-TEST(QueryByTelephone, MissingIndexIsTriedOnce)
-{
-    TempDir dir;
-    Engine engine;
-    engine.SetPoiPath(dir.Path("d").c_str());
+    ProbedEngine engine(dir.Path("d"));
     char* next = nullptr;
     int count = -1;
     EXPECT_FALSE(engine.QueryByTelephone("138", next, count));
     WriteTel(dir.Path("d"), kNumbers);
     EXPECT_FALSE(engine.QueryByTelephone("138", next, count)) << "the file appeared after the first try";
     EXPECT_EQ(count, -1);
-    Engine fresh;
-    fresh.SetPoiPath(dir.Path("d").c_str());
-    EXPECT_TRUE(fresh.QueryByTelephone("138", next, count));
+    ProbedEngine fresh(dir.Path("d"));
+    ASSERT_TRUE(fresh.QueryByTelephone("138", next, count));
+    ASSERT_EQ(count, 2);
+    for (const char* typed : {"13a", "1385", static_cast<const char*>(nullptr)}) {
+        EXPECT_FALSE(fresh.QueryByTelephone(typed, next, count));
+        EXPECT_EQ(count, 2);
+        EXPECT_EQ(std::string(next, 2), "06");
+    }
+    fresh.ReleaseQueryMem();
+    EXPECT_EQ(Tel(fresh, "2"), "");
+    EXPECT_EQ(fresh.GetPOICount(0), 1);
+    EXPECT_NE(fresh.m_pPool, nullptr);
 }
 
 // A list of exactly 100 entries is taken for a cut list: every letter is
@@ -207,18 +140,12 @@ TEST(QueryByTelephone, ExactlyOneHundredEntriesOfferTheAlphabet)
         numbers.push_back(std::to_string(500 + i));
     TempDir dir;
     WriteTel(dir.Path("d"), numbers);
-    Engine engine;
-    engine.SetPoiPath(dir.Path("d").c_str());
-    char* next = nullptr;
-    int count = 0;
-    ASSERT_TRUE(engine.QueryByTelephone("5", next, count));
+    ProbedEngine engine(dir.Path("d"));
+    EXPECT_EQ(Tel(engine, "5"), "abcdefghijklmnopqrstuvwxyz");
     EXPECT_EQ(engine.GetPOICount(0), 100);
-    EXPECT_EQ(std::string(next, static_cast<std::size_t>(count)), "abcdefghijklmnopqrstuvwxyz");
-    ASSERT_TRUE(engine.QueryByTelephone("", next, count));
+    EXPECT_EQ(Tel(engine, ""), "56");
     EXPECT_EQ(engine.GetPOICount(0), 101);
-    EXPECT_EQ(std::string(next, static_cast<std::size_t>(count)), "56");
-    ASSERT_TRUE(engine.QueryByTelephone("50", next, count));
-    EXPECT_EQ(std::string(next, static_cast<std::size_t>(count)), "0123456789");
+    EXPECT_EQ(Tel(engine, "50"), "0123456789");
 }
 
 // A damaged trie file: truncated, or a byte flipped in the header, a middle
@@ -238,36 +165,24 @@ TEST(eNdfIndexTelTrie, DamagedFilesFailCleanly)
     WriteTel(dir.Path("d"), numbers, 256);
     const std::string file = dir.Path("d/POI/Tel/102.ndf");
     const std::vector<unsigned char> good = TempDir::Read(file);
-    const std::uint32_t pages = good[NdfFormat::kFilePageCountOffset] | good[NdfFormat::kFilePageCountOffset + 1] << 8;
+    const std::uint32_t pages = NdfBytes::Get16(&good[NdfFormat::kFilePageCountOffset]);
     ASSERT_GE(pages, 6u);
-    auto pageAt = [&](std::uint32_t page) {
-        std::size_t table = 0;
-        for (int i = 7; i >= 0; --i)
-            table = table << 8 | good[NdfFormat::kFileTableOffsetOffset + i];
-        std::size_t at = 0;
-        for (int i = 7; i >= 0; --i)
-            at = at << 8 | good[table + page * NdfFormat::kTableEntrySize + i];
-        return at;
-    };
     // Every number, so that every page is read.
     std::vector<std::string> typed = {"", "1", "10", "1301", "10000"};
     typed.insert(typed.end(), numbers.begin(), numbers.end());
     std::string damage; // the first damage a query met
-    auto answers = [&](Engine& engine) {
+    auto answers = [&](ProbedEngine& engine) {
         damage.clear();
         std::vector<std::pair<int, std::string>> out;
         for (const std::string& t : typed) {
-            char* next = nullptr;
-            int count = 0;
-            const int hits = engine.QueryByTelephone(t.c_str(), next, count) ? engine.GetPOICount(0) : -1;
-            out.emplace_back(hits, next != nullptr ? std::string(next, static_cast<std::size_t>(count)) : "");
+            const std::string next = Tel(engine, t.c_str());
+            out.emplace_back(next == "<false>" ? -1 : engine.GetPOICount(0), next);
             if (damage.empty())
                 damage = engine.GetLastDamage().Cstr();
         }
         return out;
     };
-    Engine reference;
-    reference.SetPoiPath(dir.Path("d").c_str());
+    ProbedEngine reference(dir.Path("d"));
     const auto expected = answers(reference);
 
     struct Damage {
@@ -280,8 +195,8 @@ TEST(eNdfIndexTelTrie, DamagedFilesFailCleanly)
         {"truncated header", std::string::npos, 10, false},
         {"root address", 2, 0, false},
         {"file header", NdfFormat::kFileMagicOffset + 1, 0, true},
-        {"middle page", pageAt(pages / 2) + 40, 0, true},
-        {"last page", pageAt(pages - 1) + 20, 0, true},
+        {"middle page", PageAt(good, pages / 2) + 40, 0, true},
+        {"last page", PageAt(good, pages - 1) + 20, 0, true},
     };
     for (const Damage& d : damages) {
         SCOPED_TRACE(d.what);
@@ -291,15 +206,12 @@ TEST(eNdfIndexTelTrie, DamagedFilesFailCleanly)
         else
             bytes[d.at] ^= 0x5A;
         TempDir::Write(file, bytes);
-        Engine engine;
-        engine.SetPoiPath(dir.Path("d").c_str());
-        const auto got = answers(engine);
-        EXPECT_NE(got, expected);
+        ProbedEngine engine(dir.Path("d"));
+        EXPECT_NE(answers(engine), expected);
         if (d.named) {
             EXPECT_EQ(damage.rfind("POI/Tel/102.ndf", 0), 0u) << damage;
         }
     }
-    TempDir::Write(file, good);
 }
 
 } // namespace

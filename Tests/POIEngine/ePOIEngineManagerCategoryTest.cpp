@@ -11,19 +11,15 @@
 #include "Compiler/CategoryList.h"
 #include "Compiler/GbkCodec.h"
 #include "POIEngine/ePOIEngineManager.h"
-#include "Support/TempDir.h"
+#include "Support/EngineAnswers.h"
 
 using namespace Kest;
-using KestTest::TempDir;
+using namespace KestTest;
 
 namespace {
 
 using Names = std::vector<std::string>;
 
-class Engine : public ePOIEngineManager {
-public:
-    int CurrentBranch() const { return m_nCurBranch; }
-};
 
 class PoiSortTest : public ::testing::Test {
 protected:
@@ -32,32 +28,22 @@ protected:
         std::filesystem::create_directories(dir.Path("POI/Around"));
         std::ofstream(dir.Path("POI/Around/POI_SORT.txt"), std::ios::binary) << text;
     }
-    void Start(Engine& e) { e.SetPoiPath(dir.Path("").substr(0, dir.Path("").size() - 1).c_str()); }
+    std::string Root() const { return dir.Path("").substr(0, dir.Path("").size() - 1); }
 
-    static Names List(char** list, int count)
-    {
-        Names out;
-        for (int i = 0; i < count; ++i)
-            out.emplace_back(list[i]);
-        return out;
-    }
-    static Names Branches(Engine& e)
+    // A list call's names, or "<false>".
+    static Names List(ProbedEngine& e, bool (ePOIEngineManager::*call)(char**&, int&))
     {
         char** list = nullptr;
         int count = -1;
-        return e.GetBranchPoiTypes(list, count) ? List(list, count) : Names{"<false>"};
+        return (e.*call)(list, count) ? Names(list, list + count) : Names{"<false>"};
     }
-    static Names Leaves(Engine& e, const char* branch)
+    static Names Branches(ProbedEngine& e) { return List(e, &ePOIEngineManager::GetBranchPoiTypes); }
+    static Names All(ProbedEngine& e) { return List(e, &ePOIEngineManager::GetAllPoiTypes); }
+    static Names Leaves(ProbedEngine& e, const char* branch)
     {
         char** list = nullptr;
         int count = -1;
-        return e.GetPoiTypes(branch, list, count) ? List(list, count) : Names{"<false>"};
-    }
-    static Names All(Engine& e)
-    {
-        char** list = nullptr;
-        int count = -1;
-        return e.GetAllPoiTypes(list, count) ? List(list, count) : Names{"<false>"};
+        return e.GetPoiTypes(branch, list, count) ? Names(list, list + count) : Names{"<false>"};
     }
 
     TempDir dir;
@@ -68,8 +54,7 @@ TEST_F(PoiSortTest, ListsAndCodes)
     // A leaf above the first branch is a leaf of no branch, yet the first
     // branch's count includes it, so that branch reaches into the next.
     WriteSort("\tpre\t7\nFood\n\tTea\t1\n\tdup\t2\nShop\r\n\tDup\t3\n\tBook\t4\n");
-    Engine e;
-    Start(e);
+    ProbedEngine e(Root());
     EXPECT_EQ(Branches(e), (Names{"Food", "Shop"}));
     EXPECT_EQ(All(e), (Names{"pre", "Tea", "dup", "Dup", "Book"}));
     EXPECT_EQ(e.GetPoiCode("pre"), 7);
@@ -111,8 +96,7 @@ TEST_F(PoiSortTest, LoadFailures)
         std::filesystem::remove_all(dir.Path("POI"));
         if (!c.text.empty())
             WriteSort(c.text);
-        Engine e;
-        Start(e);
+        ProbedEngine e(Root());
         EXPECT_FALSE(e.LoadPoiSort());
         EXPECT_EQ(e.GetPoiCode("Tea"), c.branches[0] == "<false>" ? -1 : 1);
         // Once both arrays hold something the file is not read again.
@@ -121,8 +105,7 @@ TEST_F(PoiSortTest, LoadFailures)
     }
     // A branch of a load that failed has no count: its list is empty.
     WriteSort("Food\n\tTea\t1\n\n");
-    Engine e;
-    Start(e);
+    ProbedEngine e(Root());
     EXPECT_EQ(Branches(e), (Names{"<false>"}));
     EXPECT_EQ(Leaves(e, "Food"), Names{});
 }
@@ -142,8 +125,7 @@ TEST_F(PoiSortTest, TheLongestLineTheCompilerWritesReadsWhole)
         std::size_t line = 0;
         EXPECT_EQ(list.Parse(text, error, line), length == 98) << error;
         WriteSort(text);
-        Engine e;
-        Start(e);
+        ProbedEngine e(Root());
         EXPECT_EQ(e.LoadPoiSort(), length == 98);
         if (length == 98) {
             EXPECT_EQ(list.GbkText(), text);
