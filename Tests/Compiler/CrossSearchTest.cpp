@@ -97,11 +97,10 @@ protected:
         for (const char* road : {"体育馆路", "体育场路", "天坛路", "铁营路", "太平街", "东外大街"})
             cross += std::string(road) + "与东外大街交叉口,116.41,39.93,北京市,北京市,东城区\n";
         cross += "人民广场,121.47,31.23,上海市,上海市,黄浦区\n人民路与解放路口,121.48,31.23,上海市,上海市,黄浦区\n";
+        const std::string pois = std::string(kPoiHeader) + "七区饭店,116.435477,39.891518,2000,,北京市,北京市,东城区\n";
         const BuildResult build = Compile(
             {SampleSource(s_dir->Path("src"),
-                         {{"pois.csv", std::string(kPoiHeader) + "七区饭店,116.435477,39.891518,2000,,北京市,北京市,东城区\n"},
-                          {"words.txt", "体育馆 100\n大街 50\n"},
-                          {"crossroads.csv", cross}}),
+                          {{"pois.csv", pois}, {"words.txt", "体育馆 100\n大街 50\n"}, {"crossroads.csv", cross}}),
              Root(), false, nullptr, nullptr, {}});
         ASSERT_TRUE(build.ok) << build.error;
         ASSERT_EQ(build.summary.crossroads, 8u);

@@ -6,7 +6,6 @@
 #include <map>
 #include <set>
 
-#include "Compiler/GbkCodec.h"
 #include "Compiler/Manifest.h"
 #include "POIEngine/eNdfIndexDistrict.h"
 #include "POIEngine/ePOIEngineManager.h"
@@ -16,7 +15,6 @@
 #include "Support/SourceBuild.h"
 
 using Kest::DataCompiler;
-using Kest::GbkCodec;
 using namespace KestTest;
 namespace fs = std::filesystem;
 
@@ -52,22 +50,16 @@ std::string Pois(const std::vector<std::string>& names)
 
 // A progress stream that raises the cancel flag once a phase starting with
 // `phase` is announced, as Ctrl-C at that moment would.
-class CancelAt : public std::streambuf {
-public:
-    CancelAt(std::string phase, volatile std::sig_atomic_t& flag) : m_phase(std::move(phase)), m_flag(flag) {}
-
-protected:
+struct CancelAt : std::streambuf {
+    CancelAt(std::string at, volatile std::sig_atomic_t& raise) : phase(std::move(at)), flag(raise) {}
     int overflow(int c) override
     {
-        m_text += static_cast<char>(c);
-        if (m_text.find("] " + m_phase) != std::string::npos)
-            m_flag = 1;
+        text += static_cast<char>(c);
+        flag = flag || text.find("] " + phase) != std::string::npos;
         return c;
     }
-
-private:
-    std::string m_phase, m_text;
-    volatile std::sig_atomic_t& m_flag;
+    std::string phase, text;
+    volatile std::sig_atomic_t& flag;
 };
 
 class DataCompilerTest : public ::testing::Test {

@@ -54,8 +54,8 @@ TEST(OsmBuild, HandWrittenExtractIsFoundByEverySearch)
                              "丙店,10.0,10.0,2000,,,,\n"                                // outside every county
                              "丁店,116.31,39.99,2000,,,,朝阳区\n";                     // partly empty: unknown
     const BuildResult build =
-        Compile({SampleSource(dir.Path("src"), {{"words.txt", kWords}, {"pois.csv", pois}}), out, false, nullptr, nullptr,
-                 {kFixture}});
+        Compile({SampleSource(dir.Path("src"), {{"words.txt", kWords}, {"pois.csv", pois}}), out, false, nullptr,
+                 nullptr, {kFixture}});
     ASSERT_TRUE(build.ok) << build.error;
     EXPECT_EQ(build.summary.crossroads, 1u);
     // The name GBK cannot hold and the object outside every county are

@@ -91,7 +91,8 @@ TEST_F(SourceFileReaderTest, EachRejectedRowIsReportedWithItsReason)
         {"x,116,39,2001,,北京市,北京市,东城区", "unknown category 2001 (not in categories.txt)"},
         {"x,116,39,餐饮,,北京市,北京市,东城区", "category '餐饮' is not a category code"},
         {"x,116,39,2000,,北京市,北京市,西城区", "unknown county '北京市,北京市,西城区' (not in districts.geojson)"},
-        {"x,116,39,2000,,河北省,石家庄市,路北区", "unknown county '河北省,石家庄市,路北区' (not in districts.geojson)"},
+        {"x,116,39,2000,,河北省,石家庄市,路北区",
+         "unknown county '河北省,石家庄市,路北区' (not in districts.geojson)"},
     };
     std::string body = "ok" + rest + "\n", expected;
     std::size_t line = 3;
@@ -105,7 +106,8 @@ TEST_F(SourceFileReaderTest, EachRejectedRowIsReportedWithItsReason)
     ASSERT_EQ(2u, rows.size());
     EXPECT_EQ("\"ok\"", rows[1].name);
     EXPECT_EQ(line, rows[1].line);
-    EXPECT_EQ((std::vector<std::size_t>{19, 2, 17}), (std::vector<std::size_t>{counts.rows, counts.accepted, counts.rejected}));
+    EXPECT_EQ((std::vector<std::size_t>{19, 2, 17}),
+              (std::vector<std::size_t>{counts.rows, counts.accepted, counts.rejected}));
 }
 
 TEST_F(SourceFileReaderTest, AWrongHeaderOrEmptyFileFailsTheWholeFile)
