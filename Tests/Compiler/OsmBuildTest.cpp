@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "Compiler/CountyLocator.h"
-#include "Compiler/DataCompiler.h"
 #include "Compiler/GbkCodec.h"
 #include "Compiler/OsmCategories.h"
 #include "Compiler/OsmCrossroads.h"
