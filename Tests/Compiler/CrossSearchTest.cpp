@@ -6,23 +6,20 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <cmath>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "Compiler/CrossroadName.h"
-#include "Compiler/DataCompiler.h"
 #include "Compiler/GbkCodec.h"
 #include "Compiler/InitialIndexWriter.h"
-#include "Ndf/eNdfRecordsetTabular.h"
 #include "POIEngine/ePOIEngineManager.h"
 #include "Support/CompiledSample.h"
-#include "Support/TempDir.h"
+#include "Support/SourceBuild.h"
 
 using namespace Kest;
+using namespace KestTest;
 namespace fs = std::filesystem;
 
 namespace {
@@ -95,32 +92,19 @@ class CrossSearch : public ::testing::Test {
 protected:
     static void SetUpTestSuite()
     {
-        s_dir = new KestTest::TempDir;
-        const std::string src = s_dir->Path("src");
-        fs::create_directories(src);
-        const std::string sample = std::string(KEST_TEST_DATA) + "/../../Data/Sample/";
-        for (const char* file : {"districts.geojson", "categories.txt"})
-            fs::copy_file(sample + file, src + "/" + file);
-        const std::string poiHeader = "name,lon,lat,category,phone,province,city,county\n";
-        std::ofstream(src + "/pois.csv") << poiHeader << "七区饭店,116.435477,39.891518,2000,,北京市,北京市,东城区\n";
-        std::ofstream(src + "/sights.csv") << poiHeader;
-        std::ofstream(src + "/placenames.csv") << poiHeader;
-        std::ofstream(src + "/words.txt") << "体育馆 100\n大街 50\n";
-        std::ofstream cross(src + "/crossroads.csv");
-        cross << "name,lon,lat,province,city,county\n";
+        s_dir = new TempDir;
+        std::string cross = "name,lon,lat,province,city,county\n";
         for (const char* road : {"体育馆路", "体育场路", "天坛路", "铁营路", "太平街", "东外大街"})
-            cross << road << "与东外大街交叉口,116.41,39.93,北京市,北京市,东城区\n";
-        cross << "人民广场,121.47,31.23,上海市,上海市,黄浦区\n"
-              << "人民路与解放路口,121.48,31.23,上海市,上海市,黄浦区\n";
-        cross.close();
-        DataCompiler::Options options;
-        options.source = src;
-        options.output = s_dir->Path("out");
-        std::ostringstream report;
-        DataCompiler compiler(options, report);
-        ASSERT_TRUE(compiler.Run()) << compiler.GetError();
-        ASSERT_EQ(compiler.GetSummary().crossroads, 8u);
-        ASSERT_EQ(compiler.GetSummary().crossroadsSplit, 7u);
+            cross += std::string(road) + "与东外大街交叉口,116.41,39.93,北京市,北京市,东城区\n";
+        cross += "人民广场,121.47,31.23,上海市,上海市,黄浦区\n人民路与解放路口,121.48,31.23,上海市,上海市,黄浦区\n";
+        const std::string pois = std::string(kPoiHeader) + "七区饭店,116.435477,39.891518,2000,,北京市,北京市,东城区\n";
+        const BuildResult build = Compile(
+            {SampleSource(s_dir->Path("src"),
+                          {{"pois.csv", pois}, {"words.txt", "体育馆 100\n大街 50\n"}, {"crossroads.csv", cross}}),
+             Root(), false, nullptr, nullptr, {}});
+        ASSERT_TRUE(build.ok) << build.error;
+        ASSERT_EQ(build.summary.crossroads, 8u);
+        ASSERT_EQ(build.summary.crossroadsSplit, 7u);
     }
     static void TearDownTestSuite() { delete s_dir; }
 
@@ -128,19 +112,19 @@ protected:
     std::string Copy()
     {
         const std::string to = m_copy.Path("data");
-        fs::copy(s_dir->Path("out"), to, fs::copy_options::recursive);
+        fs::copy(Root(), to, fs::copy_options::recursive);
         return to;
     }
 
     static std::string Root() { return s_dir->Path("out"); }
 
-    static KestTest::TempDir* s_dir;
-    KestTest::TempDir m_copy;
+    static TempDir* s_dir;
+    TempDir m_copy;
     char* m_letters = nullptr;
     int m_letterCount = -1;
 };
 
-KestTest::TempDir* CrossSearch::s_dir = nullptr;
+TempDir* CrossSearch::s_dir = nullptr;
 
 // What the random queries of the differential test do not reach: the modes
 // that list district nodes, a mode above 3 failing before the kind of the hits
@@ -173,9 +157,9 @@ TEST_F(CrossSearch, ModesFileNumbersAndKeptReaders)
     for (int round = 0; round < 3; ++round) {
         SCOPED_TRACE(round);
         ASSERT_TRUE(engine.QueryCrossRoadByPY(3, 10, "*", "*", "t", m_letters, m_letterCount));
-        EXPECT_EQ(KestTest::HitNames(engine).size(), 5u); // all of them paged in from the reader
+        EXPECT_EQ(HitNames(engine).size(), 5u); // all of them paged in from the reader
         ASSERT_TRUE(engine.QueryCrossRoadByText(3, 11, "*", "*", G("解放路").c_str()));
-        EXPECT_EQ(KestTest::HitNames(engine), (std::vector<std::string>{"人民路与解放路口", "人民路与解放路口"}));
+        EXPECT_EQ(HitNames(engine), (std::vector<std::string>{"人民路与解放路口", "人民路与解放路口"}));
         engine.ReleaseQueryMem();
         // Another search in between makes a pool of its own.
         EXPECT_TRUE(engine.QueryByInitial(3, 10, "*", "*", "Q", letters, count));
@@ -226,20 +210,10 @@ TEST_F(CrossSearch, DamagedFilesFailOrAreNamed)
     };
     for (const Damage& d : damages) {
         SCOPED_TRACE(std::string(d.file) + " " + d.what);
-        KestTest::TempDir copy;
+        TempDir copy;
         const std::string data = copy.Path("data");
         fs::copy(Root(), data, fs::copy_options::recursive);
-        const std::string path = data + "/POI/CrossRoad/" + d.file;
-        std::vector<unsigned char> bytes = KestTest::TempDir::Read(path);
-        if (d.where < 0) {
-            bytes.resize(static_cast<std::size_t>(static_cast<double>(bytes.size()) * -d.where));
-        } else {
-            const std::size_t at = static_cast<std::size_t>(static_cast<double>(bytes.size()) * d.where);
-            for (std::size_t i = at; i < at + 4 && i < bytes.size(); ++i)
-                bytes[i] ^= 0x5A;
-        }
-        KestTest::TempDir::Write(path, bytes);
-
+        KestTest::Damage(data + "/POI/CrossRoad/" + d.file, std::fabs(d.where), d.where < 0);
         ePOIEngineManager engine;
         engine.SetPoiPath(data.c_str());
         bool clean = true;
@@ -247,7 +221,7 @@ TEST_F(CrossSearch, DamagedFilesFailOrAreNamed)
             const bool ok = typed[0] & 0x80
                                 ? engine.QueryCrossRoadByText(3, 10, "*", "*", G(typed).c_str())
                                 : engine.QueryCrossRoadByPY(3, 10, "*", "*", typed, m_letters, m_letterCount);
-            clean = clean && ok && engine.GetLastDamage().IsEmpty() && !KestTest::HitNames(engine).empty();
+            clean = clean && ok && engine.GetLastDamage().IsEmpty() && !HitNames(engine).empty();
         }
         EXPECT_FALSE(clean);
     }

@@ -41,10 +41,9 @@ bool Decode(const Bytes& blob, const ePoint2D& origin, eGeoRegion& region)
 
 } // namespace
 
-// A county of 6,000 boundary points with an island, a hole and an empty part comes back
-// within half a grid step (under 5.5 cm east-west, 3.7 cm north-south) of
-// every original point, in a few bytes per point; encoding the decoded region
-// again gives the same bytes.
+// A county of 6,000 boundary points with an island, a hole and an empty part
+// comes back within half a grid step of every original point, in a few bytes
+// per point; encoding the decoded region again gives the same bytes.
 TEST(RegionEncoder, RoundTripsRealLookingCountiesWithinHalfAGridStep)
 {
     std::mt19937 random(2026);
@@ -65,8 +64,6 @@ TEST(RegionEncoder, RoundTripsRealLookingCountiesWithinHalfAGridStep)
     ASSERT_TRUE(Decode(blob, origin, decoded));
     ASSERT_EQ(4, decoded.GetPartCount());
     const double limitX = encoder.Step().cx / 2 * (1 + 1e-9), limitY = encoder.Step().cy / 2 * (1 + 1e-9);
-    EXPECT_LT(limitX * 111320.0, 0.055); // metres per degree of longitude at the equator
-    EXPECT_LT(limitY * 110574.0, 0.037);
     for (int part = 0; part < county.GetPartCount(); ++part) {
         ASSERT_EQ(county.GetSubPntCount(part), decoded.GetSubPntCount(part));
         for (int i = 0; i < county.GetSubPntCount(part); ++i) {

@@ -72,54 +72,42 @@ TEST_F(SourceFileReaderTest, EachRejectedRowIsReportedWithItsReason)
 {
     const std::string name64(64, 'n');
     const std::string hanzi32 = "一二三四五六七八九十一二三四五六七八九十一二三四五六七八九十一二"; // 64 GBK bytes
+    const std::string rest = ",116,39,2000,,北京市,北京市,东城区";
+    const std::pair<std::string, std::string> cases[] = { // row, report
+        {"short,116,39", "expected 8 fields, found 3"},
+        {"bad\"q" + rest, "field 1: quote inside an unquoted field"},
+        {rest, "name is empty"},
+        {"\"tab\there\"" + rest, "name holds a control character (a tab or line break)"},
+        {"😀店" + rest, "name '😀店': U+1F600 '😀' at byte 1 (character 1) cannot be encoded in GBK"},
+        {name64 + rest, "name '" + name64 + "' takes 64 bytes in GBK, more than 63"},
+        {hanzi32 + rest, "name '" + hanzi32 + "' takes 64 bytes in GBK, more than 63"},
+        {"x,116.4.1,39,2000,,北京市,北京市,东城区", "longitude '116.4.1' is not a number of degrees"},
+        {"x,1e2,39,2000,,北京市,北京市,东城区", "longitude '1e2' is not a number of degrees"},
+        {"x,180.000001,39,2000,,北京市,北京市,东城区", "longitude 180.000001 is out of range 0 to 180"},
+        {"x,-73.9,39,2000,,北京市,北京市,东城区",
+         "longitude -73.9 is out of range 0 to 180 (the data holds east longitudes and north latitudes only)"},
+        {"x,116,90.5,2000,,北京市,北京市,东城区", "latitude 90.5 is out of range 0 to 90"},
+        {"x,116, 39,2000,,北京市,北京市,东城区", "latitude ' 39' is not a number of degrees"},
+        {"x,116,39,2001,,北京市,北京市,东城区", "unknown category 2001 (not in categories.txt)"},
+        {"x,116,39,餐饮,,北京市,北京市,东城区", "category '餐饮' is not a category code"},
+        {"x,116,39,2000,,北京市,北京市,西城区", "unknown county '北京市,北京市,西城区' (not in districts.geojson)"},
+        {"x,116,39,2000,,河北省,石家庄市,路北区",
+         "unknown county '河北省,石家庄市,路北区' (not in districts.geojson)"},
+    };
+    std::string body = "ok" + rest + "\n", expected;
+    std::size_t line = 3;
+    for (const auto& [row, report] : cases) {
+        body += row + "\n";
+        expected += "src/f.csv:" + std::to_string(line++) + ": " + report + "\n";
+    }
     std::vector<SourceRow> rows;
     SourceFileReader::Counts counts;
-    const std::string report = Read(Kind::Poi,
-                                    "ok,116,39,2000,,北京市,北京市,东城区\n"
-                                    "short,116,39\n"
-                                    "bad\"q,116,39,2000,,北京市,北京市,东城区\n"
-                                    ",116,39,2000,,北京市,北京市,东城区\n"
-                                    "\"tab\there\",116,39,2000,,北京市,北京市,东城区\n"
-                                    "😀店,116,39,2000,,北京市,北京市,东城区\n" +
-                                        name64 + ",116,39,2000,,北京市,北京市,东城区\n" + hanzi32 +
-                                        ",116,39,2000,,北京市,北京市,东城区\n"
-                                        "x,116.4.1,39,2000,,北京市,北京市,东城区\n"
-                                        "x,1e2,39,2000,,北京市,北京市,东城区\n"
-                                        "x,180.000001,39,2000,,北京市,北京市,东城区\n"
-                                        "x,-73.9,39,2000,,北京市,北京市,东城区\n"
-                                        "x,116,90.5,2000,,北京市,北京市,东城区\n"
-                                        "x,116, 39,2000,,北京市,北京市,东城区\n"
-                                        "x,116,39,2001,,北京市,北京市,东城区\n"
-                                        "x,116,39,餐饮,,北京市,北京市,东城区\n"
-                                        "x,116,39,2000,,北京市,北京市,西城区\n"
-                                        "x,116,39,2000,,河北省,石家庄市,路北区\n"
-                                        "\"\"\"ok\"\"\",116,39,2000,,河北省,唐山市,路北区\n",
-                                    rows, counts);
-    const std::string expected =
-        "src/f.csv:3: expected 8 fields, found 3\n"
-        "src/f.csv:4: field 1: quote inside an unquoted field\n"
-        "src/f.csv:5: name is empty\n"
-        "src/f.csv:6: name holds a control character (a tab or line break)\n"
-        "src/f.csv:7: name '😀店': U+1F600 '😀' at byte 1 (character 1) cannot be encoded in GBK\n"
-        "src/f.csv:8: name '" + name64 + "' takes 64 bytes in GBK, more than 63\n"
-        "src/f.csv:9: name '" + hanzi32 + "' takes 64 bytes in GBK, more than 63\n"
-        "src/f.csv:10: longitude '116.4.1' is not a number of degrees\n"
-        "src/f.csv:11: longitude '1e2' is not a number of degrees\n"
-        "src/f.csv:12: longitude 180.000001 is out of range 0 to 180\n"
-        "src/f.csv:13: longitude -73.9 is out of range 0 to 180 (the data holds east longitudes and north latitudes only)\n"
-        "src/f.csv:14: latitude 90.5 is out of range 0 to 90\n"
-        "src/f.csv:15: latitude ' 39' is not a number of degrees\n"
-        "src/f.csv:16: unknown category 2001 (not in categories.txt)\n"
-        "src/f.csv:17: category '餐饮' is not a category code\n"
-        "src/f.csv:18: unknown county '北京市,北京市,西城区' (not in districts.geojson)\n"
-        "src/f.csv:19: unknown county '河北省,石家庄市,路北区' (not in districts.geojson)\n";
-    EXPECT_EQ(expected, report);
+    EXPECT_EQ(expected, Read(Kind::Poi, body + "\"\"\"ok\"\"\",116,39,2000,,河北省,唐山市,路北区\n", rows, counts));
     ASSERT_EQ(2u, rows.size());
     EXPECT_EQ("\"ok\"", rows[1].name);
-    EXPECT_EQ(20u, rows[1].line);
-    EXPECT_EQ(19u, counts.rows);
-    EXPECT_EQ(2u, counts.accepted);
-    EXPECT_EQ(17u, counts.rejected);
+    EXPECT_EQ(line, rows[1].line);
+    EXPECT_EQ((std::vector<std::size_t>{19, 2, 17}),
+              (std::vector<std::size_t>{counts.rows, counts.accepted, counts.rejected}));
 }
 
 TEST_F(SourceFileReaderTest, AWrongHeaderOrEmptyFileFailsTheWholeFile)
