@@ -150,24 +150,23 @@ TEST_F(NdfRecordsetTest, RunsThatLeadNowhereFailWithoutReading)
 // lists it cannot walk so (a longer run, an unreadable record) answer false.
 TEST_F(NdfRecordsetTest, VisitsSingleRecordsInPageOrderEachAsMoveToFindsIt)
 {
+    std::vector<int> numbers;
+    for (int i = 0; i < kRun; i += 7)
+        numbers.push_back(i);
+    std::shuffle(numbers.begin(), numbers.end(), std::mt19937(5));
+    numbers.push_back(numbers[3]); // a record listed twice is visited twice
     Runs runs;
     SetRuns(m_rs, {{m_run, kRun}});
-    for (int i = 0; i < kRun; i += 7) {
-        ASSERT_TRUE(m_rs.MoveTo(i));
+    for (int n : numbers) {
+        ASSERT_TRUE(m_rs.MoveTo(n));
         runs.push_back({m_rs.GetGID(), 1});
     }
-    std::shuffle(runs.begin(), runs.end(), std::mt19937(5));
-    runs.push_back(runs[3]); // a record listed twice is visited twice
     SetRuns(m_rs, runs);
-    std::vector<int> seen(runs.size(), 0), byNumber(runs.size());
-    for (std::size_t i = 0; i < runs.size(); ++i) {
-        ASSERT_TRUE(m_rs.MoveTo(static_cast<int>(i)));
-        byNumber[i] = Number();
-    }
+    std::vector<int> seen(runs.size(), 0);
     std::uint64_t last = 0;
     ASSERT_TRUE(m_rs.VisitInPageOrder([&](int id) {
         ++seen[static_cast<std::size_t>(id)];
-        EXPECT_EQ(byNumber[static_cast<std::size_t>(id)], Number());
+        EXPECT_EQ(numbers[static_cast<std::size_t>(id)], Number());
         const ueglobal_addr_t at = m_rs.GetGID();
         const std::uint64_t place = (std::uint64_t(at.page.nPage) << 16) | at.nElement;
         EXPECT_LE(last, place);

@@ -1,31 +1,28 @@
-// The poi command's search, store and helpers, run in-process on the bundled
-// sample compiled by the real data compiler: exit statuses, messages, the
-// JSON shape, paging across the engine's first batch, refinement.
+// The poi command's store and helpers, run in-process: exit statuses,
+// messages, the JSON shape, locking and a full disk; the hints of a search.
+// The answers of searches, refinements and pages included, are held by the
+// golden test and the engine's differential tests.
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <regex>
 
 #include "Compiler/DataCompiler.h"
-#include "Compiler/GbkCodec.h"
 #include "DataSetList.h"
 #include "DirectoryLock.h"
 #include "HitText.h"
-#include "POIEngine/PinyinHelpers.h"
 #include "SearchCommand.h"
 #include "StoreCommand.h"
 #include "Support/CommandRun.h"
-#include "Support/CompiledSample.h"
+#include "Support/TempDir.h"
 
 using namespace Kest;
-using KestTest::CompiledSample;
 using KestTest::RunCommand;
 using KestTest::TempDir;
 using Result = KestTest::CommandResult;
@@ -38,12 +35,7 @@ std::string JsonName(const std::string& line)
     return std::regex_search(line, m, std::regex("^\\{\"name\":\"([^\"]*)\"")) ? m[1].str() : "";
 }
 
-// `poi search --data DATA KIND ARGS` on the compiled sample; `poi store --data DIR ARGS`.
-Result Search(std::vector<std::string> args, const std::string& kind = "initial")
-{
-    args.insert(args.begin(), {"--data", CompiledSample::Get().Root(), kind});
-    return RunCommand<SearchCommand>(args);
-}
+// `poi store --data DIR ARGS`.
 Result Store(const std::string& dir, std::vector<std::string> args)
 {
     args.insert(args.begin(), {"--data", dir});
@@ -80,51 +72,6 @@ TEST(HitText, JsonEscapesQuotesBackslashesAndControlsOnly)
     EXPECT_EQ(HitText("n", std::nan(""), -HUGE_VAL, "", 0).Json(),
               "{\"name\":\"n\",\"lon\":null,\"lat\":null,\"address\":\"\",\"code\":0}");
     EXPECT_EQ(HitText::DisplayWidth("ab北京１"), 8u); // the full-width digit is wide too
-}
-
-// A refinement keeps exactly the hits that pass its test, among all hits of
-// the search: XH has more hits than the engine's first batch, so they must
-// all be loaded first; the text refinement keeps names holding the text at
-// an even byte (on whole GBK characters).
-TEST(PoiCommand, RefinementKeepsExactlyTheHitsThatPassItsTest)
-{
-    const struct {
-        const char* kind;
-        const char* query;
-        const char* refine;
-        bool (*keeps)(const std::string& name);
-    } cases[] = {
-        {"initial", "XH", "xhy",
-         [](const std::string& name) {
-             std::unique_ptr<char[]> initials(GetPYInitials(GbkCodec::Gbk(name).c_str()));
-             return std::string(initials.get()).compare(0, 3, "XHY") == 0;
-         }},
-        {"text", "饭店", "路",
-         [](const std::string& name) {
-             const std::size_t at = GbkCodec::Gbk(name).find(GbkCodec::Gbk("路"));
-             return at != std::string::npos && at % 2 == 0;
-         }},
-    };
-    for (const auto& c : cases) {
-        const Result all = Search({"--province", "北京", "--json", "--limit", "100000", c.query}, c.kind);
-        ASSERT_EQ(all.status, 0) << all.err;
-        ASSERT_GT(all.lines.size(), 100u) << c.query;
-        std::vector<std::string> want;
-        for (std::size_t i = 1; i < all.lines.size(); ++i)
-            if (c.keeps(JsonName(all.lines[i])))
-                want.push_back(all.lines[i]);
-        ASSERT_FALSE(want.empty()) << c.query;
-        const Result refined =
-            Search({"--province", "北京", "--json", "--limit", "100000", "--refine", c.refine, c.query}, c.kind);
-        EXPECT_EQ(refined.lines[0], all.lines[0].substr(0, all.lines[0].size() - 1) + ",\"refine\":\"" + c.refine +
-                                        "\",\"refined\":" + std::to_string(want.size()) + "}");
-        EXPECT_EQ(std::vector<std::string>(refined.lines.begin() + 1, refined.lines.end()), want);
-        const std::string last = std::to_string(want.size() - 1);
-        const Result page =
-            Search({"--province", "北京", "--json", "--offset", last, "--limit", "9", "--refine", c.refine, c.query}, c.kind);
-        ASSERT_EQ(page.lines.size(), 2u);
-        EXPECT_EQ(page.lines[1], want.back());
-    }
 }
 
 TEST(PoiStore, KeepsFavouritesAndHistoryAcrossRuns)
