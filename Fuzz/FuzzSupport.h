@@ -120,20 +120,14 @@ inline void Open(Kest::eNdfIndex& index, Kest::eNdfPool& pool, const Kest::ueglo
     index.SetPool(&pool);
 }
 
-inline Kest::eArray<Kest::eString> Keys(const std::vector<const char*>& keys)
-{
-    Kest::eArray<Kest::eString> out;
-    for (const char* k : keys)
-        out.Add(Kest::eString(k));
-    return out;
-}
-
 // One query by keys; gives the hits and whether the reader answered.
 inline bool Ask(Kest::eNdfIndex& index, const std::vector<const char*>& keys,
                 Kest::eArray<Kest::ueglobal_addr_t>& gids, Kest::eArray<unsigned int>& nums)
 {
-    Kest::eArray<Kest::eString> names;
-    return index.Query(Keys(keys), gids, nums, names) != 0;
+    Kest::eArray<Kest::eString> array, names;
+    for (const char* k : keys)
+        array.Add(Kest::eString(k));
+    return index.Query(array, gids, nums, names) != 0;
 }
 
 // Each query in turn, the hits dropped.

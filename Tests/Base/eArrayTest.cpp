@@ -37,7 +37,6 @@ TEST(eArray, AddAppendInsertAndRemoveClampToTheArray)
 {
     AssertRecorder rec;
     eArray<int> a;
-    EXPECT_EQ(nullptr, a.GetData());
     EXPECT_EQ(0, a.Add(7));
     EXPECT_EQ(1, a.Append(Numbers(2)));
     EXPECT_EQ(3, a.Append(9, 2));

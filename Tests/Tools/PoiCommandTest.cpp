@@ -114,17 +114,14 @@ TEST(PoiStore, KeepsFavouritesAndHistoryAcrossRuns)
 }
 
 // Runs `poi store --data DIR ARGS` in a child process; its exit status.
-pid_t StoreInChild(const std::string& dir, std::vector<std::string> args, long fileSizeLimit = -1)
+pid_t StoreInChild(const std::string& dir, const std::vector<std::string>& args, long fileSizeLimit = -1)
 {
     const pid_t child = fork();
     if (child == 0) {
-        if (fileSizeLimit >= 0) {
-            const rlimit limit{static_cast<rlim_t>(fileSizeLimit), static_cast<rlim_t>(fileSizeLimit)};
+        const rlimit limit{static_cast<rlim_t>(fileSizeLimit), static_cast<rlim_t>(fileSizeLimit)};
+        if (fileSizeLimit >= 0)
             setrlimit(RLIMIT_FSIZE, &limit);
-        }
-        args.insert(args.begin(), {"--data", dir});
-        std::ostringstream out, err;
-        _exit(StoreCommand(out, err).Run(args));
+        _exit(Store(dir, args).status);
     }
     return child;
 }
