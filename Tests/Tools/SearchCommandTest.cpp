@@ -75,14 +75,10 @@ TEST(PoiSearchCommand, BadInputIsOneLineWithTheStatusOfItsKind)
         const Result r = Search(data, c.args);
         const std::string what = c.args[0] + " " + c.args.back() + ": " + r.err;
         EXPECT_EQ(r.status, c.status) << what;
-        if (c.status == 0) {
-            std::string out;
-            for (const std::string& line : r.lines)
-                out += line + "\n";
-            EXPECT_NE(out.find(c.text), std::string::npos) << what << out;
-        } else {
-            EXPECT_NE(r.err.find(c.text), std::string::npos) << what;
-        }
+        std::string out;
+        for (const std::string& line : r.lines)
+            out += line + "\n";
+        EXPECT_NE((c.status == 0 ? out : r.err).find(c.text), std::string::npos) << what << out;
         if (c.status != 0 || !r.err.empty()) {
             EXPECT_EQ(r.err.rfind("poi search: ", 0), 0u) << what;
             EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << what;
