@@ -8,6 +8,7 @@
 #include "Base/NdfFormat.h"
 #include "Base/eCrc32.h"
 #include "FuzzSupport.h"
+#include "Ndf/NdfBytes.h"
 
 using namespace Kest;
 
@@ -17,11 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     std::vector<unsigned char> file(data + 1, data + size);
     const std::size_t header = NdfFormat::kAdminHeaderSize;
-    if ((data[0] & 1) && file.size() >= header) {
-        const std::uint32_t sum = eCrc32::Compute(file.data() + header, file.size() - header);
-        for (int i = 0; i < 4; ++i)
-            file[static_cast<std::size_t>(NdfFormat::kAdminChecksumOffset + i)] = static_cast<unsigned char>(sum >> (8 * i));
-    }
+    if ((data[0] & 1) && file.size() >= header)
+        NdfBytes::Put32(&file[NdfFormat::kAdminChecksumOffset], eCrc32::Compute(file.data() + header, file.size() - header));
     const std::string path = KestFuzz::WriteFile("AdminIndex.ndf", file.data(), file.size());
 
     eAdminIndex index;
@@ -36,10 +34,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // code just above it answers only when it is listed too.
     for (int i = 0; i < count; ++i) {
         const unsigned char* entry = file.data() + header + static_cast<std::size_t>(i) * NdfFormat::kAdminEntrySize;
-        const int code = entry[0] | (entry[1] << 8), length = entry[2] | (entry[3] << 8);
+        const int code = NdfBytes::Get16(entry), length = NdfBytes::Get16(entry + 2);
         if (!index.GetAdminInfo(static_cast<unsigned short>(code), name) || name.GetLength() != length)
             std::abort();
-        const bool nextListed = i + 1 < count && (entry[8] | (entry[9] << 8)) == code + 1;
+        const bool nextListed = i + 1 < count && NdfBytes::Get16(entry + 8) == code + 1;
         if (code < 65535 && !nextListed && index.GetAdminInfo(static_cast<unsigned short>(code + 1), name))
             std::abort();
     }

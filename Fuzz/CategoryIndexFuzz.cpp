@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const auto& q : std::vector<std::vector<const char*>>{
              {}, {"P"}, {""}, {"*"}, {"P", "C"}, {"P", "*", "K"}, {"P", "C", "K", "1"}, {"*", "C", "K", "*"},
              {"P", "*", "x", "5"}, {"P", "C", "*", "0"}, {"", "", "", "abc"}, {"*", "*", "*", ""}, {"P", "C", "K", "-1"}}) {
-        KestFuzz::Ask(index, q);
+        KestFuzz::AskAll(index, {q});
         index.GetHitCount();
     }
     return 0;

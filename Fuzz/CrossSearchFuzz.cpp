@@ -38,13 +38,8 @@ std::string WriteData()
     const std::string province = "P", city = "C";
     for (int copy = 0; copy < 40; ++copy)
         for (const char* name : names) {
-            PoiStoreRecord record;
-            record.name = name;
-            record.lon = 116000000u + static_cast<unsigned>(copy);
-            record.lat = 39000000u;
-            record.area = 1;
             ueglobal_addr_t addr{};
-            if (!store.Add(record, addr))
+            if (!store.Add(PoiStoreRecord{name, 116000000u + static_cast<unsigned>(copy), 39000000u, 0, 1}, addr))
                 std::abort();
             const CrossroadName cross(name);
             for (const std::string& key : cross.InitialKeys(10))
@@ -89,11 +84,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     ePOIEngineManager engine;
     engine.SetPoiPath(root.c_str());
+    char* next = nullptr;
+    int nextCount = 0;
     for (int fileNo : {10, 20}) {
-        char* next = nullptr;
-        int nextCount = 0;
-        if (engine.QueryCrossRoadByPY(mode, fileNo, keys[0].c_str(), keys[1].c_str(), keys[2].c_str(), next,
-                                      nextCount))
+        if (engine.QueryCrossRoadByPY(mode, fileNo, keys[0].c_str(), keys[1].c_str(), keys[2].c_str(), next, nextCount))
             FetchAll(engine);
         if (engine.QueryCrossRoadByText(mode, fileNo, keys[0].c_str(), keys[1].c_str(), keys[2].c_str()))
             FetchAll(engine);

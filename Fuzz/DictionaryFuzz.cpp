@@ -1,7 +1,5 @@
 // Loads arbitrary bytes as "CoreDict.dct", then looks words up, edits the
 // dictionary and segments a text taken from the end of the input.
-#include "Base/eArray.h"
-#include "Base/eString.h"
 #include "FuzzSupport.h"
 #include "POIEngine/eDictionary.h"
 #include "POIEngine/eMMWordSeg.h"

@@ -32,15 +32,10 @@ PageFileWriter::Record ReadRecord(Input& in)
     PageFileWriter::Record r;
     const std::uint8_t flags = in.Byte();
     double box[4];
-    if (flags & 4) {
-        for (double& v : box) {
-            const std::vector<unsigned char> raw = in.Bytes(8);
-            v = 0;
-            std::memcpy(&v, raw.data(), raw.size());
-        }
-    } else {
-        for (double& v : box)
-            v = in.Byte() / 16.0;
+    for (double& v : box) {
+        v = flags & 4 ? 0 : in.Byte() / 16.0;
+        const std::vector<unsigned char> raw = in.Bytes(flags & 4 ? 8 : 0);
+        std::memcpy(&v, raw.data(), raw.size());
     }
     if (flags & 1) {
         const std::vector<unsigned char> blob = in.Bytes(in.Byte());

@@ -10,6 +10,7 @@
 // page 0; the rest follow it in the same page, so pointer blocks inside the
 // records that name the file and small element numbers reach each other.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -119,26 +120,34 @@ inline void Open(Kest::eNdfIndex& index, Kest::eNdfPool& pool, const Kest::ueglo
     index.SetPool(&pool);
 }
 
-inline Kest::eArray<Kest::eString> Keys(const std::vector<const char*>& keys)
-{
-    Kest::eArray<Kest::eString> out;
-    for (const char* k : keys)
-        out.Add(Kest::eString(k));
-    return out;
-}
-
 // One query by keys; gives the hits and whether the reader answered.
 inline bool Ask(Kest::eNdfIndex& index, const std::vector<const char*>& keys,
                 Kest::eArray<Kest::ueglobal_addr_t>& gids, Kest::eArray<unsigned int>& nums)
 {
-    Kest::eArray<Kest::eString> names;
-    return index.Query(Keys(keys), gids, nums, names) != 0;
+    Kest::eArray<Kest::eString> array, names;
+    for (const char* k : keys)
+        array.Add(Kest::eString(k));
+    return index.Query(array, gids, nums, names) != 0;
 }
-inline void Ask(Kest::eNdfIndex& index, const std::vector<const char*>& keys)
+
+// Each query in turn, the hits dropped.
+inline void AskAll(Kest::eNdfIndex& index, const std::vector<std::vector<const char*>>& queries)
 {
-    Kest::eArray<Kest::ueglobal_addr_t> gids;
-    Kest::eArray<unsigned int> nums;
-    Ask(index, keys, gids, nums);
+    for (const auto& keys : queries) {
+        Kest::eArray<Kest::ueglobal_addr_t> gids;
+        Kest::eArray<unsigned int> nums;
+        Ask(index, keys, gids, nums);
+    }
+}
+
+// Pages out everything an initial index has pending, the work bounded so
+// that a loop in the file shows as a timeout.
+template <class InitialIndex>
+void Drain(InitialIndex& index, Kest::eArray<Kest::ueglobal_addr_t>& gids, Kest::eArray<unsigned int>& nums)
+{
+    index.GetQueryedCount();
+    for (int round = 0; round < 200 && index.GetNextResult(gids.GetSize() + 3, gids, nums) > 0; ++round) {
+    }
 }
 
 } // namespace KestFuzz

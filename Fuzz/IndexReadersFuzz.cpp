@@ -26,9 +26,7 @@ void Run(eNdfIndexInitial& index, eNdfPool& pool, const ueglobal_addr_t& root, i
         eArray<ueglobal_addr_t> gids;
         eArray<unsigned int> nums;
         KestFuzz::Ask(index, queries[q < queries.size() ? q : 3], gids, nums);
-        index.GetQueryedCount();
-        for (int round = 0; round < 200 && index.GetNextResult(gids.GetSize() + 3, gids, nums) > 0; ++round) {
-        }
+        KestFuzz::Drain(index, gids, nums);
     }
 }
 
@@ -48,8 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // character, which is enough to reach the tables.
     eNdfIndexSegFullText text;
     KestFuzz::Open(text, pool, first, 0);
-    for (const auto& q : std::vector<std::vector<const char*>>{
-             {}, {"p"}, {"*", "*", "\xB1\xB1\xBE\xA9"}, {"p", "c", "\xB1\xB1 \xBE\xA9", "\xA3\xB3"}, {"*", "*", "(x"}})
-        KestFuzz::Ask(text, q);
+    KestFuzz::AskAll(text, {{}, {"p"}, {"*", "*", "\xB1\xB1\xBE\xA9"}, {"p", "c", "\xB1\xB1 \xBE\xA9", "\xA3\xB3"},
+                            {"*", "*", "(x"}});
     return 0;
 }

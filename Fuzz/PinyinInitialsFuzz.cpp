@@ -7,15 +7,6 @@
 
 using namespace Kest;
 
-namespace {
-
-bool IsInitial(char c)
-{
-    return c == 0 || std::strchr("ABCDEFGHJKLMNOPQRSTWXYZ", c) != nullptr;
-}
-
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     // An exact-size heap copy, so that a read past the terminator is caught.
@@ -30,14 +21,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::size_t i = 0; i < length; ++out) {
         const bool pair = static_cast<unsigned char>(text[i]) >= 0x80 && i + 1 < length &&
                           static_cast<unsigned char>(text[i + 1]) >= 0x80;
-        if (pair && !IsInitial(initials[out]))
+        if (pair && initials[out] != 0 && std::strchr("ABCDEFGHJKLMNOPQRSTWXYZ", initials[out]) == nullptr)
             std::abort();
         i += pair ? 2 : 1;
     }
-    for (; out <= length; ++out) {
-        if (initials[out] != 0)
-            std::abort();
-    }
+    if (std::any_of(&initials[out], &initials[length + 1], [](char c) { return c != 0; }))
+        std::abort();
 
     // Each replacement turns one byte into two.
     const eString digits = ToFullWidthDigits(text.get());

@@ -10,6 +10,7 @@
 #include "Compiler/RegionEncoder.h"
 #include "FuzzSupport.h"
 #include "Geo/eRelPointRegion.h"
+#include "Ndf/NdfBytes.h"
 #include "Ndf/eNdfRegion.h"
 
 using namespace Kest;
@@ -24,9 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (header) {
         blob[0] = NdfFormat::kRegionTag;
         blob[1] = NdfFormat::kRegionVersion;
-        const std::uint32_t sum = eCrc32::Compute(blob.data() + header, blob.size() - header);
-        for (int i = 0; i < 4; ++i)
-            blob[static_cast<std::size_t>(NdfFormat::kRegionChecksumOffset + i)] = static_cast<unsigned char>(sum >> (8 * i));
+        NdfBytes::Put32(&blob[NdfFormat::kRegionChecksumOffset], eCrc32::Compute(blob.data() + header, blob.size() - header));
     }
     const ePoint2D origin(116.0, 39.0);
     const eSize2D scale(1.0, 0.6666666666666666);
@@ -48,11 +47,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (int part = 0; part < region.GetPartCount(); ++part) {
         const int count = region.GetSubPntCount(part);
         const ePoint2D* points = region.GetPoints(part);
-        if (count != second.GetSubPntCount(part))
+        if (count != second.GetSubPntCount(part) || !std::equal(points, points + count, second.GetPoints(part)))
             std::abort();
-        for (int i = 0; i < count; ++i)
-            if (points[i] != second.GetPoints(part)[i])
-                std::abort();
         if (count >= 3) {
             if (!eRelPointRegion::IsWithin(points[count / 2], points, count, nullptr, true) ||
                 eRelPointRegion::IsWithin(points[0], points, count, nullptr, false))

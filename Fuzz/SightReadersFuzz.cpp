@@ -10,6 +10,9 @@
 // names below it. The depth is byte 0 / 2 mod 12. Work is bounded so that a
 // loop in a file shows as a timeout.
 
+#include <cctype>
+#include <fstream>
+#include <map>
 #include <memory>
 #include <set>
 
@@ -36,20 +39,11 @@ std::multiset<std::uint32_t> Ask(eNdfIndexInitial& index, const std::string& ini
     eArray<unsigned int> nums;
     if (!KestFuzz::Ask(index, {"ignored", initials.c_str()}, gids, nums))
         return {};
-    index.GetQueryedCount();
-    for (int round = 0; round < 200 && index.GetNextResult(gids.GetSize() + 3, gids, nums) > 0; ++round) {
-    }
+    KestFuzz::Drain(index, gids, nums);
     std::multiset<std::uint32_t> pois;
     for (int i = 0; i < gids.GetSize(); ++i)
         pois.insert(static_cast<std::uint32_t>(gids[i].page.nPage) * 65536u + gids[i].nElement);
     return pois;
-}
-
-void AskText(eNdfIndexSegFullText& index)
-{
-    for (const auto& q : std::vector<std::vector<const char*>>{
-             {"\xB1\xB1\xBE\xA9"}, {"\xB1\xB1 \xBE\xA9", "\xA3\xB3"}, {"(x"}, {}, {"p", "c", "\xB1\xB1"}})
-        KestFuzz::Ask(index, q);
 }
 
 void Records(const std::uint8_t* data, std::size_t size, int depth)
@@ -68,61 +62,53 @@ void Records(const std::uint8_t* data, std::size_t size, int depth)
     }
     eNdfIndexSightbyText sightText;
     eNdfIndexPlaceName placeText;
-    Open(sightText, pool, first, 0);
-    AskText(sightText);
-    Open(placeText, pool, first, 0);
-    AskText(placeText);
+    for (eNdfIndexSegFullText* index : {static_cast<eNdfIndexSegFullText*>(&sightText),
+                                        static_cast<eNdfIndexSegFullText*>(&placeText)}) {
+        Open(*index, pool, first, 0);
+        KestFuzz::AskAll(*index, {{"\xB1\xB1\xBE\xA9"}, {"\xB1\xB1 \xBE\xA9", "\xA3\xB3"}, {"(x"}, {}, {"p", "c", "\xB1\xB1"}});
+    }
 }
 
 void Names(const std::uint8_t* data, std::size_t size, int depth)
 {
+    // Runs of capitals and digits, split at any other byte.
     std::vector<std::string> names(1);
     for (std::size_t i = 1; i < size && names.size() < 2000; ++i) {
-        const char c = static_cast<char>(data[i]);
-        if ((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'))
-            names.back() += c;
+        if (std::isupper(data[i]) || std::isdigit(data[i]))
+            names.back() += static_cast<char>(data[i]);
         else if (!names.back().empty())
             names.emplace_back();
     }
     if (names.back().empty())
         names.pop_back();
-    const int levels = depth < 1 ? 1 : depth;
+    const int levels = std::max(depth, 1);
     InitialIndexWriter writer(kFile, levels);
     writer.SetLettersOnly(true);
-    // The initials the writer indexes: the engine's, folded, cut at the depth.
-    std::vector<std::string> indexed;
+    // The POIs below each prefix of up to three of the initials the writer
+    // indexes: the engine's, folded, cut at the depth.
+    std::map<std::string, std::multiset<std::uint32_t>> want;
     for (std::size_t i = 0; i < names.size(); ++i) {
         std::unique_ptr<char[]> raw(GetPYInitials(names[i].c_str()));
         std::string key;
         for (const char* p = raw.get(); p != nullptr && *p != 0 && static_cast<int>(key.size()) < levels; ++p)
             key += static_cast<char>(eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(*p)));
-        const bool added = writer.AddPoi({}, {}, names[i], MakeGlobalAddr(1, static_cast<std::uint32_t>(i / 1000),
-                                                                          static_cast<std::uint16_t>(i % 1000)));
-        if (added != !key.empty())
+        const auto poi = MakeGlobalAddr(1, static_cast<std::uint32_t>(i / 1000), static_cast<std::uint16_t>(i % 1000));
+        if (writer.AddPoi({}, {}, names[i], poi) != !key.empty())
             std::abort();
-        indexed.push_back(key);
+        for (std::size_t n = 1; n <= key.size() && n <= 3; ++n)
+            want[key.substr(0, n)].insert(poi.page.nPage * 65536u + poi.nElement);
     }
-    ueglobal_addr_t root{}; // the header's first 8 bytes
-    std::FILE* fp = nullptr;
-    if (!writer.Write(KestFuzz::ScratchDir() + "110.ndf") ||
-        (fp = std::fopen((KestFuzz::ScratchDir() + "110.ndf").c_str(), "rb")) == nullptr || std::fread(&root, 1, 8, fp) != 8)
+    const std::string path = KestFuzz::ScratchDir() + "110.ndf";
+    if (!writer.Write(path))
         std::abort();
-    std::fclose(fp);
+    ueglobal_addr_t root{}; // the header's first 8 bytes
+    std::ifstream(path, std::ios::binary).read(reinterpret_cast<char*>(&root), 8);
     KestFuzz::Pool pool;
     eNdfIndexSightByPY sight;
     Open(sight, pool, root, levels);
-    std::set<std::string> prefixes;
-    for (const std::string& key : indexed)
-        for (std::size_t n = 1; n <= key.size() && n <= 3; ++n)
-            prefixes.insert(key.substr(0, n));
-    for (const std::string& prefix : prefixes) {
-        std::multiset<std::uint32_t> want;
-        for (std::size_t i = 0; i < indexed.size(); ++i)
-            if (!indexed[i].empty() && indexed[i].compare(0, prefix.size(), prefix) == 0)
-                want.insert(static_cast<std::uint32_t>(i / 1000) * 65536u + static_cast<std::uint32_t>(i % 1000));
-        if (Ask(sight, prefix) != want)
+    for (const auto& [prefix, pois] : want)
+        if (Ask(sight, prefix) != pois)
             std::abort(); // the writer and the reader disagree
-    }
 }
 
 } // namespace

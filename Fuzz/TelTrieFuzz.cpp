@@ -21,7 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         eArray<ueglobal_addr_t> gids;
         eArray<unsigned int> nums;
         eArray<eString> names;
-        KestFuzz::Ask(trie, {typed});
+        KestFuzz::AskAll(trie, {{typed}});
         unsigned int entries = 0;
         trie.QueryRuns(eString(typed), gids, nums, names, entries);
     }

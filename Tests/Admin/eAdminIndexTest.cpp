@@ -8,6 +8,7 @@
 #include "Base/NdfFormat.h"
 #include "Base/eCrc32.h"
 #include "Compiler/AdminIndexWriter.h"
+#include "Ndf/NdfBytes.h"
 #include "Support/TempDir.h"
 
 using namespace Kest;
@@ -55,11 +56,9 @@ TEST(eAdminIndex, ReadsLazilyFollowsThePathAndRetriesOnlyWhenAsked)
     TempDir::Write(second, Areas({{7, "seven"}}));
     index.SetFilePath(first.c_str());
     EXPECT_EQ(kPudong, Lookup(index, 300));
-    eAdminIndex copy = index; // the engine copies its members as they stand
     index.SetFilePath(second.c_str());
     EXPECT_EQ("seven", Lookup(index, 7));
     EXPECT_EQ("-", Lookup(index, 300));
-    EXPECT_EQ(kPudong, Lookup(copy, 300));
 }
 
 // Every prefix, every flipped byte, a byte too many, and files with a right
@@ -90,9 +89,8 @@ TEST(eAdminIndex, RejectsTruncatedCorruptAndMalformedFiles)
         Bytes bytes = good;
         for (int i = 0; i < width; ++i)
             bytes[at + static_cast<std::size_t>(i)] = static_cast<unsigned char>(value >> (8 * i));
-        const std::uint32_t sum = eCrc32::Compute(bytes.data() + kAdminHeaderSize, bytes.size() - kAdminHeaderSize);
-        for (std::size_t i = 0; i < 4; ++i)
-            bytes[kAdminChecksumOffset + i] = static_cast<unsigned char>(sum >> (8 * i));
+        NdfBytes::Put32(&bytes[kAdminChecksumOffset],
+                        eCrc32::Compute(bytes.data() + kAdminHeaderSize, bytes.size() - kAdminHeaderSize));
         return count(bytes);
     };
     const std::size_t second = kAdminHeaderSize + kAdminEntrySize; // code 300, offset 12, length 14

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
-
 using Kest::eString;
 
 // GBK bytes used below.
@@ -12,72 +10,51 @@ using Kest::eString;
 #define WIDE_SPACE "\xA1\xA1" // full-width space
 #define TRAIL_A "\x81\x41"    // a two-byte character whose trail byte is 'A'
 
-TEST(eString, FindIsAPlainByteSearch)
+// Find is a plain byte search (a match straddling two characters is
+// reported; callers test the position); substrings clamp to the text.
+TEST(eString, FindIsAPlainByteSearchAndSubstringsClamp)
 {
     const eString s("ab" BEI JING "b");
     EXPECT_EQ(4, s.Find(JING));
     EXPECT_EQ(6, s.Find('b', 2));
     EXPECT_EQ(-1, s.Find('a', 50));
     EXPECT_EQ(6, s.ReverseFind('b'));
-    // A match straddling two characters is reported; callers test the position.
     EXPECT_EQ(3, s.Find("\xB1\xBE"));
+    EXPECT_EQ("", s.Left(-1));
+    EXPECT_EQ("ab", s.Mid(-3, 2));
+    EXPECT_EQ("", s.Mid(9));
+    EXPECT_EQ(s, s.Right(10));
+    eString d("abcdef");
+    EXPECT_EQ(4, d.Delete(1, 2));
+    EXPECT_EQ(2, d.Delete(2, 10));
+    EXPECT_EQ("ad", d);
 }
 
-TEST(eString, ReplaceSkipsMatchesOnTrailBytes)
+// Replace, trimming and case folding work on whole characters: a trail
+// byte is never matched, trimmed or folded; 0x7F trails no lead byte.
+TEST(eString, ReplaceTrimAndCaseWorkOnWholeCharacters)
 {
     eString s("aA" TRAIL_A "A");
     EXPECT_EQ(2, s.Replace("A", "\xA3\xC1"));
     EXPECT_EQ(eString("a\xA3\xC1" TRAIL_A "\xA3\xC1"), s);
     EXPECT_EQ(0, s.Replace("", "x"));
-    // 0x7F trails no lead byte: it is a character of its own.
     eString lone("\x81\x7F");
     EXPECT_EQ(1, lone.Replace("\x7F", "x"));
     EXPECT_EQ(eString("\x81x"), lone);
-}
 
-TEST(eString, SubstringsClampAndFormat)
-{
-    const eString s("abcdef");
-    EXPECT_EQ("", s.Left(-1));
-    EXPECT_EQ("abc", s.Mid(-3, 3));
-    EXPECT_EQ("", s.Mid(9));
-    EXPECT_EQ("abcdef", s.Right(10));
-    eString d("abcdef");
-    EXPECT_EQ(4, d.Delete(1, 2));
-    EXPECT_EQ(2, d.Delete(2, 10));
-    EXPECT_EQ("ad", d);
-    d.Format("%s%d.ndf", "/data/POI/", 110);
-    EXPECT_EQ("/data/POI/110.ndf", d);
-}
-
-TEST(eString, TrimmingWorksOnWholeCharacters)
-{
-    eString s("  \t" BEI "  ");
-    EXPECT_EQ(BEI, s.TrimLeft().TrimRight());
     eString stars("**" BEI "*" JING "***");
     EXPECT_EQ(BEI "*" JING, stars.TrimLeft('*').TrimRight("*"));
-    // The full-width space trims as a unit, never as single bytes.
-    eString wide(WIDE_SPACE WIDE_SPACE BEI WIDE_SPACE);
-    EXPECT_EQ(BEI, wide.TrimLeft(WIDE_SPACE).TrimRight(WIDE_SPACE));
-    eString lone("\xA1" BEI);
-    EXPECT_EQ(3, lone.TrimLeft(WIDE_SPACE).GetLength());
+    eString wide(" \t" WIDE_SPACE WIDE_SPACE BEI WIDE_SPACE "  ");
+    EXPECT_EQ(BEI, wide.TrimLeft().TrimRight().TrimLeft(WIDE_SPACE).TrimRight(WIDE_SPACE));
+    eString half("\xA1" BEI);
+    EXPECT_EQ(3, half.TrimLeft(WIDE_SPACE).GetLength());
     eString tail("\xB0\xA1"); // ends in 0xA1 but is one character
     EXPECT_EQ(2, tail.TrimRight("\xA1").GetLength());
-}
 
-TEST(eString, CaseFoldingAndComparisonLeaveTwoByteCharactersAlone)
-{
-    eString s("abC" TRAIL_A "z" BEI);
-    EXPECT_EQ(eString("ABC" TRAIL_A "Z" BEI), s.MakeUpper());
-    EXPECT_EQ(eString("abc" TRAIL_A "z" BEI), s.MakeLower());
+    eString mixed("abC" TRAIL_A "z" BEI);
+    EXPECT_EQ(eString("ABC" TRAIL_A "Z" BEI), mixed.MakeUpper());
+    EXPECT_EQ(eString("abc" TRAIL_A "z" BEI), mixed.MakeLower());
     EXPECT_EQ(0, eString("Shopping").CompareNoCase("SHOPPING"));
     EXPECT_NE(0, eString(TRAIL_A).CompareNoCase("\x81\x61"));
     EXPECT_GT(eString(BEI).Compare("z"), 0); // unsigned bytes
-}
-
-TEST(eString, ToIntIsStrtolInBase10)
-{
-    EXPECT_EQ(-12, eString("  -12abc").ToInt());
-    EXPECT_EQ(0, eString("abc").ToInt());
-    EXPECT_EQ(INT_MAX, eString("99999999999999").ToInt());
 }

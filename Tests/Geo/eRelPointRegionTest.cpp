@@ -20,37 +20,24 @@ bool Within(const ePoint2D& p, const Ring& ring, bool border = true)
 }
 
 const Ring kSquare = {{0, 0}, {10, 0}, {10, 10}, {0, 10}};
-// A "U": the notch x in (4, 6), y in (4, 10] is outside.
-const Ring kU = {{0, 0}, {10, 0}, {10, 10}, {6, 10}, {6, 4}, {4, 4}, {4, 10}, {0, 10}};
-// (116.5, 40) is the exact midpoint of the right edge, at map coordinates.
-const Ring kTri = {{116.25, 39.5}, {116.75, 40.5}, {115.0, 41.0}};
 
 } // namespace
 
-TEST(eRelPointRegion, BorderAndConcaveCases)
+// Border points at map coordinates, off the small integer grid that the
+// oracle test below walks: inside exactly when the border counts; their
+// neighbouring doubles give the same answer either way.
+TEST(eRelPointRegion, BorderPointsAtMapCoordinatesAndTheirNeighbours)
 {
-    Ring closedU = kU; // a repeated closing point changes nothing
-    closedU.push_back(kU.front());
-    // Points on horizontal, vertical and slanted edges, on vertices and on the
-    // notch of the "U": inside exactly when the border counts.
-    const std::vector<std::pair<ePoint2D, const Ring*>> border = {
-        {{5, 0}, &kSquare}, {{0, 5}, &kSquare}, {{10, 5}, &kSquare}, {{0, 0}, &kSquare}, {{10, 10}, &kSquare},
-        {{5, 4}, &kU}, {{6, 7}, &closedU}, {{4, 10}, &kU}, {{116.5, 40.0}, &kTri}};
-    for (const auto& [p, ring] : border) {
-        EXPECT_TRUE(Within(p, *ring, true)) << p.x << "," << p.y;
-        EXPECT_FALSE(Within(p, *ring, false)) << p.x << "," << p.y;
-    }
-    // Off the border, the same answer either way: the neighbouring doubles of
-    // border points, a point on an edge's line past its end, a ray along the
-    // notch's bottom edge, and the notch's open top, which is no edge.
+    const Ring tri = {{116.25, 39.5}, {116.75, 40.5}, {115.0, 41.0}}; // (116.5, 40) halves the right edge
+    EXPECT_TRUE(Within({116.5, 40.0}, tri, true));
+    EXPECT_FALSE(Within({116.5, 40.0}, tri, false));
     const std::vector<std::tuple<ePoint2D, const Ring*, bool>> off = {
         {{std::nextafter(10.0, 0.0), 5}, &kSquare, true}, {{std::nextafter(10.0, 20.0), 5}, &kSquare, false},
-        {{std::nextafter(116.5, 0.0), 40.0}, &kTri, true}, {{std::nextafter(116.5, 200.0), 40.0}, &kTri, false},
-        {{116.5, std::nextafter(40.0, 50.0)}, &kTri, true}, {{116.5, std::nextafter(40.0, 0.0)}, &kTri, false},
-        {{12, 0}, &kSquare, false}, {{2, 4}, &closedU, true}, {{5, 8}, &kU, false}, {{5, 10}, &closedU, false}};
+        {{std::nextafter(116.5, 0.0), 40.0}, &tri, true}, {{std::nextafter(116.5, 200.0), 40.0}, &tri, false},
+        {{116.5, std::nextafter(40.0, 50.0)}, &tri, true}, {{116.5, std::nextafter(40.0, 0.0)}, &tri, false}};
     for (const auto& [p, ring, inside] : off)
-        for (bool b : {true, false})
-            EXPECT_EQ(inside, Within(p, *ring, b)) << p.x << "," << p.y;
+        for (bool border : {true, false})
+            EXPECT_EQ(inside, Within(p, *ring, border)) << p.x << "," << p.y;
 }
 
 TEST(eRelPointRegion, DegenerateInputAndTheRectangle)
@@ -61,9 +48,6 @@ TEST(eRelPointRegion, DegenerateInputAndTheRectangle)
         EXPECT_FALSE(eRelPointRegion::IsWithin(origin, kSquare.data(), count, nullptr, true)) << count;
     EXPECT_FALSE(Within({NAN, 5}, kSquare));
     EXPECT_FALSE(Within({5, INFINITY}, kSquare));
-    // Collinear points enclose nothing, but their segments are border.
-    EXPECT_FALSE(Within({5, 4}, {{0, 0}, {5, 5}, {10, 10}}));
-    EXPECT_TRUE(Within({2, 2}, {{0, 0}, {5, 5}, {10, 10}}));
     const Kest::eRect2D small(0, 0, 4, 4);
     EXPECT_FALSE(eRelPointRegion::IsWithin({5, 5}, kSquare.data(), 4, &small, true));
     EXPECT_TRUE(eRelPointRegion::IsWithin({4, 4}, kSquare.data(), 4, &small, true));

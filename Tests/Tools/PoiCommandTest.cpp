@@ -1,51 +1,45 @@
-// The poi command's search, store and helpers, run in-process on the bundled
-// sample compiled by the real data compiler: exit statuses, messages, the
-// JSON shape, paging across the engine's first batch, refinement.
+// The poi command's store and helpers, run in-process: exit statuses,
+// messages, the JSON shape, locking and a full disk; the hints of a search.
+// The answers of searches, refinements and pages included, are held by the
+// golden test and the engine's differential tests.
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <regex>
-#include <sstream>
-#include <string>
-#include <tuple>
-#include <vector>
 
 #include "Compiler/DataCompiler.h"
-#include "Compiler/GbkCodec.h"
 #include "DataSetList.h"
 #include "DirectoryLock.h"
 #include "HitText.h"
-#include "POIEngine/PinyinHelpers.h"
 #include "SearchCommand.h"
 #include "StoreCommand.h"
 #include "Support/CommandRun.h"
-#include "Support/CompiledSample.h"
+#include "Support/TempDir.h"
 
 using namespace Kest;
-using KestTest::CompiledSample;
+using KestTest::RunCommand;
 using KestTest::TempDir;
-
-namespace {
-
 using Result = KestTest::CommandResult;
 
-template <class Command>
-Result Invoke(std::vector<std::string> args)
-{
-    return KestTest::RunCommand<Command>(args);
-}
+namespace {
 
 std::string JsonName(const std::string& line)
 {
     std::smatch m;
     return std::regex_search(line, m, std::regex("^\\{\"name\":\"([^\"]*)\"")) ? m[1].str() : "";
+}
+
+// `poi store --data DIR ARGS`.
+Result Store(const std::string& dir, std::vector<std::string> args)
+{
+    args.insert(args.begin(), {"--data", dir});
+    return RunCommand<StoreCommand>(args);
 }
 
 TEST(DataSetList, ResolvesWholeNamesThenUniquePartsAndRefusesMalformedLists)
@@ -80,91 +74,30 @@ TEST(HitText, JsonEscapesQuotesBackslashesAndControlsOnly)
     EXPECT_EQ(HitText::DisplayWidth("ab北京１"), 8u); // the full-width digit is wide too
 }
 
-class PoiCommand : public ::testing::Test {
-protected:
-    static std::string Data() { return CompiledSample::Get().Root(); }
-    static Result Search(std::vector<std::string> args, const std::string& kind = "initial")
-    {
-        args.insert(args.begin(), {"--data", Data(), kind});
-        return Invoke<SearchCommand>(args);
-    }
-};
-
-// A refinement keeps exactly the hits that pass its test, among all hits of
-// the search: XH has more hits than the engine's first batch, so they must
-// all be loaded first; the text refinement keeps names holding the text at
-// an even byte (on whole GBK characters).
-TEST_F(PoiCommand, RefinementKeepsExactlyTheHitsThatPassItsTest)
+TEST(PoiStore, KeepsFavouritesAndHistoryAcrossRuns)
 {
-    const struct {
-        const char* kind;
-        const char* query;
-        const char* refine;
-        bool (*keeps)(const std::string& name);
-    } cases[] = {
-        {"initial", "XH", "xhy",
-         [](const std::string& name) {
-             std::unique_ptr<char[]> initials(GetPYInitials(GbkCodec::Gbk(name).c_str()));
-             return std::string(initials.get()).compare(0, 3, "XHY") == 0;
-         }},
-        {"text", "饭店", "路",
-         [](const std::string& name) {
-             const std::size_t at = GbkCodec::Gbk(name).find(GbkCodec::Gbk("路"));
-             return at != std::string::npos && at % 2 == 0;
-         }},
-    };
-    for (const auto& c : cases) {
-        const Result all = Search({"--province", "北京", "--json", "--limit", "100000", c.query}, c.kind);
-        ASSERT_EQ(all.status, 0) << all.err;
-        ASSERT_GT(all.lines.size(), 100u) << c.query;
-        std::vector<std::string> want;
-        for (std::size_t i = 1; i < all.lines.size(); ++i)
-            if (c.keeps(JsonName(all.lines[i])))
-                want.push_back(all.lines[i]);
-        ASSERT_FALSE(want.empty()) << c.query;
-        const Result refined =
-            Search({"--province", "北京", "--json", "--limit", "100000", "--refine", c.refine, c.query}, c.kind);
-        EXPECT_EQ(refined.lines[0], all.lines[0].substr(0, all.lines[0].size() - 1) + ",\"refine\":\"" + c.refine +
-                                        "\",\"refined\":" + std::to_string(want.size()) + "}");
-        EXPECT_EQ(std::vector<std::string>(refined.lines.begin() + 1, refined.lines.end()), want);
-        const std::string last = std::to_string(want.size() - 1);
-        const Result page =
-            Search({"--province", "北京", "--json", "--offset", last, "--limit", "9", "--refine", c.refine, c.query}, c.kind);
-        ASSERT_EQ(page.lines.size(), 2u);
-        EXPECT_EQ(page.lines[1], want.back());
-    }
-}
-
-TEST_F(PoiCommand, StoreKeepsFavouritesAndHistoryAcrossRuns)
-{
-    TempDir store;
-    const std::string dir = store.Path("");
-    auto Store = [&](std::vector<std::string> args) {
-        args.insert(args.begin(), {"--data", dir});
-        return Invoke<StoreCommand>(args);
-    };
-    ASSERT_EQ(Store({"fav", "add", "天安门", "116.397428", "39.903741", "--address", "北京市东城区", "--code", "1050"}).status, 0);
-    ASSERT_EQ(Store({"fav", "add", "外滩", "121.490317", "31.241701"}).status, 0);
-    Result r = Store({"fav", "list", "--json"});
-    ASSERT_EQ(r.lines, (std::vector<std::string>{
-                           "{\"name\":\"外滩\",\"lon\":121.490317,\"lat\":31.241701,\"address\":\"\",\"code\":0}",
-                           "{\"name\":\"天安门\",\"lon\":116.397428,\"lat\":39.903741,\"address\":\"北京市东城区\",\"code\":1050}"}));
-    EXPECT_EQ(Store({"fav", "remove", "2"}).status, 1);
-    ASSERT_EQ(Store({"fav", "remove", "0"}).status, 0);
-    r = Store({"fav", "list", "--json"});
-    ASSERT_EQ(r.lines.size(), 1u);
-    EXPECT_EQ(JsonName(r.lines[0]), "天安门");
-
+    TempDir temp;
+    const std::string dir = temp.Path("");
+    ASSERT_EQ(Store(dir, {"fav", "add", "天安门", "116.397428", "39.903741", "--address", "北京市东城区", "--code", "1050"}).status, 0);
+    ASSERT_EQ(Store(dir, {"fav", "add", "外滩", "121.490317", "31.241701"}).status, 0);
+    ASSERT_EQ(Store(dir, {"fav", "list", "--json"}).lines,
+              (std::vector<std::string>{
+                  "{\"name\":\"外滩\",\"lon\":121.490317,\"lat\":31.241701,\"address\":\"\",\"code\":0}",
+                  "{\"name\":\"天安门\",\"lon\":116.397428,\"lat\":39.903741,\"address\":\"北京市东城区\",\"code\":1050}"}));
+    EXPECT_EQ(Store(dir, {"fav", "remove", "2"}).status, 1);
+    ASSERT_EQ(Store(dir, {"fav", "remove", "0"}).status, 0);
     // A second use moves an entry up; each run is a fresh engine, so the
-    // order must have been saved.
+    // order must have been saved; clearing history leaves favourites.
     for (const char* name : {"甲", "乙", "乙"})
-        ASSERT_EQ(Store({"history", "add", name, "1", "2"}).status, 0);
-    r = Store({"history", "list", "--json"});
-    ASSERT_EQ(r.lines.size(), 2u);
-    EXPECT_EQ(JsonName(r.lines[0]), "乙");
-    ASSERT_EQ(Store({"history", "clear"}).status, 0);
-    EXPECT_TRUE(Store({"history", "list", "--json"}).lines.empty());
-    EXPECT_EQ(Store({"fav", "list", "--json"}).lines.size(), 1u); // clearing history left favourites
+        ASSERT_EQ(Store(dir, {"history", "add", name, "1", "2"}).status, 0);
+    const Result history = Store(dir, {"history", "list", "--json"});
+    ASSERT_EQ(history.lines.size(), 2u);
+    EXPECT_EQ(JsonName(history.lines[0]), "乙");
+    ASSERT_EQ(Store(dir, {"history", "clear"}).status, 0);
+    EXPECT_TRUE(Store(dir, {"history", "list", "--json"}).lines.empty());
+    const Result favourites = Store(dir, {"fav", "list", "--json"});
+    ASSERT_EQ(favourites.lines.size(), 1u);
+    EXPECT_EQ(JsonName(favourites.lines[0]), "天安门");
 
     for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
              {"fav", "add", "x", "181", "0"},
@@ -175,23 +108,20 @@ TEST_F(PoiCommand, StoreKeepsFavouritesAndHistoryAcrossRuns)
              {"fav", "remove", "-1"},
              {"fav", "list", "--code", "1"},
              {"likes", "list"}}) {
-        EXPECT_EQ(Store(args).status, 2) << args[0] << " " << args[1] << " " << args.back();
+        EXPECT_EQ(Store(dir, args).status, 2) << args[0] << " " << args[1] << " " << args.back();
     }
-    EXPECT_EQ(Invoke<StoreCommand>({"--data", store.Path("missing"), "fav", "list"}).status, 1);
+    EXPECT_EQ(Store(temp.Path("missing"), {"fav", "list"}).status, 1);
 }
 
 // Runs `poi store --data DIR ARGS` in a child process; its exit status.
-pid_t StoreInChild(const std::string& dir, std::vector<std::string> args, long fileSizeLimit = -1)
+pid_t StoreInChild(const std::string& dir, const std::vector<std::string>& args, long fileSizeLimit = -1)
 {
     const pid_t child = fork();
     if (child == 0) {
-        if (fileSizeLimit >= 0) {
-            const rlimit limit{static_cast<rlim_t>(fileSizeLimit), static_cast<rlim_t>(fileSizeLimit)};
+        const rlimit limit{static_cast<rlim_t>(fileSizeLimit), static_cast<rlim_t>(fileSizeLimit)};
+        if (fileSizeLimit >= 0)
             setrlimit(RLIMIT_FSIZE, &limit);
-        }
-        args.insert(args.begin(), {"--data", dir});
-        std::ostringstream out, err;
-        _exit(StoreCommand(out, err).Run(args));
+        _exit(Store(dir, args).status);
     }
     return child;
 }
@@ -212,7 +142,7 @@ TEST(PoiStore, ConcurrentWritersTakeTurnsAndAFullDiskChangesNothing)
         writers.push_back(StoreInChild(dir, {"fav", "add", "n" + std::to_string(i), "1", "2"}));
     for (const pid_t writer : writers)
         EXPECT_EQ(ExitStatus(writer), 0);
-    const auto Entries = [&] { return Invoke<StoreCommand>({"--data", dir, "fav", "list", "--json"}).lines.size(); };
+    const auto Entries = [&] { return Store(dir, {"fav", "list", "--json"}).lines.size(); };
     EXPECT_EQ(Entries(), 20u);
 
     // Past the file-size limit the save fails: exit 1, both files as they were.
@@ -235,53 +165,51 @@ TEST(PoiStore, ConcurrentWritersTakeTurnsAndAFullDiskChangesNothing)
 
 TEST(PoiStore, DamagedStoreIsReportedAndRestoredFromTheBackup)
 {
-    TempDir store;
-    const std::string dir = store.Path("");
-    const auto Store = [&](std::vector<std::string> args) {
-        args.insert(args.begin(), {"--data", dir, "fav"});
-        return Invoke<StoreCommand>(args);
+    TempDir temp;
+    const std::string dir = temp.Path(""), main = dir + "Favorite.poi";
+    const auto Fav = [&](std::vector<std::string> args) {
+        args.insert(args.begin(), "fav");
+        return Store(dir, args);
     };
     for (const char* name : {"a", "b", "c", "d"})
-        ASSERT_EQ(Store({"add", name, "1", "2"}).status, 0);
-    const std::string main = dir + "Favorite.poi";
+        ASSERT_EQ(Fav({"add", name, "1", "2"}).status, 0);
     // A record of random bytes (a NaN longitude among them) behind the three
     // good records of the backup; the list says so and prints valid JSON.
     std::filesystem::resize_file(main, 3 * 152);
-    std::string garbage(152, '\xFF');
+    const std::string garbage(152, '\xFF');
     std::ofstream(main, std::ios::app | std::ios::binary) << garbage;
-    Result r = Store({"list", "--json"});
+    Result r = Fav({"list", "--json"});
     EXPECT_EQ(r.status, 1);
     ASSERT_EQ(r.lines.size(), 4u);
     EXPECT_NE(r.lines[0].find("\"lon\":null,\"lat\":null"), std::string::npos) << r.lines[0];
     EXPECT_EQ(r.err, "poi store: " + main + " is damaged; 4 entries could be read; 'poi store --data " + dir +
                          " fav restore' brings back the 3 entries of " + main + "bak\n");
     // With a backup at hand, a change waits for the user's choice.
-    EXPECT_EQ(Store({"add", "e", "1", "2"}).status, 1);
-    EXPECT_EQ(Store({"restore"}).lines, std::vector<std::string>{"favourites: restored 3 entries from " + main + "bak"});
-    r = Store({"list", "--json"});
-    EXPECT_EQ(r.status, 0);
-    EXPECT_EQ(r.lines.size(), 3u);
+    EXPECT_EQ(Fav({"add", "e", "1", "2"}).status, 1);
+    EXPECT_EQ(Fav({"restore"}).lines, std::vector<std::string>{"favourites: restored 3 entries from " + main + "bak"});
+    EXPECT_EQ(Fav({"list", "--json"}).lines.size(), 3u);
 
-    // Temporary files that a killed run left go with the next change.
+    // Temporary files that a killed run left go with the next change; a
+    // fresh one may be being written now.
     const std::string stray = main + ".a1B2c3", fresh = main + "bak.x9Y8z7", other = main + ".mine";
     for (const std::string& f : {stray, fresh, other})
         std::ofstream(f) << "x";
     std::filesystem::last_write_time(stray, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
-    EXPECT_EQ(Store({"add", "e", "1", "2"}).status, 0);
-    EXPECT_FALSE(std::filesystem::exists(stray));
-    EXPECT_TRUE(std::filesystem::exists(fresh)); // perhaps being written now
-    EXPECT_TRUE(std::filesystem::exists(other));
+    EXPECT_EQ(Fav({"add", "e", "1", "2"}).status, 0);
+    EXPECT_EQ(std::vector<bool>({false, true, true}),
+              std::vector<bool>({std::filesystem::exists(stray), std::filesystem::exists(fresh),
+                                 std::filesystem::exists(other)}));
 
     // Without a usable backup there is nothing to restore; a change keeps
     // what could be read.
     std::filesystem::remove(main + "bak");
-    EXPECT_EQ(Store({"restore"}).status, 1);
+    EXPECT_EQ(Fav({"restore"}).status, 1);
     std::filesystem::resize_file(main, 2 * 152);
     std::ofstream(main, std::ios::app | std::ios::binary) << garbage << "cut";
-    r = Store({"add", "f", "1", "2"});
+    r = Fav({"add", "f", "1", "2"});
     EXPECT_EQ(r.status, 0);
     EXPECT_NE(r.err.find("dropped entry 0 of favourites"), std::string::npos) << r.err;
-    r = Store({"list", "--json"});
+    r = Fav({"list", "--json"});
     EXPECT_EQ(r.status, 0) << r.err; // sound again
     EXPECT_EQ(r.lines.size(), 3u);
 }
@@ -294,24 +222,23 @@ TEST(PoiSearchHints, GoToStderrAndKeepTheStatus)
     const TempDir dir;
     const std::string src = dir.Path("src"), out = dir.Path("out");
     std::filesystem::create_directory(src);
-    auto write = [&](const std::string& name, const std::string& text) {
-        std::ofstream(src + "/" + name, std::ios::binary) << text;
-    };
-    write("districts.geojson", R"({"type":"FeatureCollection","features":[
+    const std::string header = "name,lon,lat,category,phone,province,city,county\n";
+    const std::pair<const char*, std::string> files[] = {
+        {"districts.geojson", R"({"type":"FeatureCollection","features":[
 {"type":"Feature","properties":{"province":"河北省","city":"石家庄市","county":"长安区"},"geometry":{"type":"Polygon","coordinates":[[[114,38],[115,38],[115,39]]]}},
-{"type":"Feature","properties":{"province":"河北省","city":"唐山市","county":"路北区"},"geometry":{"type":"Polygon","coordinates":[[[118,39],[119,39],[119,40]]]}}]})");
-    write("categories.txt", "餐饮服务\n\t中餐厅\t2000\n");
-    write("pois.csv", "name,lon,lat,category,phone,province,city,county\n"
-                      "石家庄饭店,114.5,38.5,2000,,河北省,石家庄市,长安区\n"
-                      "唐山饭店,118.5,39.5,2000,,河北省,唐山市,路北区\n");
-    for (const char* name : {"sights.csv", "placenames.csv"})
-        write(name, "name,lon,lat,category,phone,province,city,county\n");
-    write("crossroads.csv", "name,lon,lat,province,city,county\n");
-    write("words.txt", "饭店 100\n");
+{"type":"Feature","properties":{"province":"河北省","city":"唐山市","county":"路北区"},"geometry":{"type":"Polygon","coordinates":[[[118,39],[119,39],[119,40]]]}}]})"},
+        {"categories.txt", "餐饮服务\n\t中餐厅\t2000\n"},
+        {"pois.csv", header + "石家庄饭店,114.5,38.5,2000,,河北省,石家庄市,长安区\n唐山饭店,118.5,39.5,2000,,河北省,唐山市,路北区\n"},
+        {"sights.csv", header},
+        {"placenames.csv", header},
+        {"crossroads.csv", "name,lon,lat,province,city,county\n"},
+        {"words.txt", "饭店 100\n"}};
+    for (const auto& [name, text] : files)
+        std::ofstream(src + "/" + name, std::ios::binary) << text;
+    std::ostringstream report;
     DataCompiler::Options options;
     options.source = src;
     options.output = out;
-    std::ostringstream report;
     DataCompiler compiler(options, report);
     ASSERT_TRUE(compiler.Run()) << compiler.GetError();
 
@@ -339,7 +266,7 @@ TEST(PoiSearchHints, GoToStderrAndKeepTheStatus)
     for (const auto& c : cases) {
         std::vector<std::string> args = {"--data", out, c.kind, "--limit", "0"};
         args.insert(args.end(), c.args.begin(), c.args.end());
-        const Result r = Invoke<SearchCommand>(args);
+        const Result r = RunCommand<SearchCommand>(args);
         EXPECT_EQ(r.status, 0) << c.args.back();
         EXPECT_EQ(r.err, c.err) << c.args.back();
     }

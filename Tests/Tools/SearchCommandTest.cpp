@@ -1,7 +1,7 @@
 // `poi search` of every kind on the compiled sample: bad input is one line on
 // stderr with the status of its kind (2 usage, 1 a failed search); the answers
-// themselves, pages and JSON included, are held by the golden test. A damaged
-// crossroad file is named by its place in the data directory.
+// themselves, pages, JSON and more bad input included, are held by the golden
+// test. A damaged crossroad file is named by its place in the data directory.
 
 #include <gtest/gtest.h>
 
@@ -36,7 +36,6 @@ TEST(PoiSearchCommand, BadInputIsOneLineWithTheStatusOfItsKind)
         {{"telephone", "010"}, 2, ""},
         {{"initial", "BJ"}, 2, ""}, // two data sets and no province
         {{"initial", "--province", "北京", "--limit", "-1", "BJ"}, 2, ""},
-        {{"initial", "--province", "北京", "--offset", "1x", "BJ"}, 2, ""},
         {{"initial", "--province", "北京"}, 2, ""},
         {{"initial", "--province", "北京", "--refine", "", "BJ"}, 2, ""},
         {{"initial", "--province", "北京", "--colour", "BJ"}, 2, ""},
@@ -44,16 +43,10 @@ TEST(PoiSearchCommand, BadInputIsOneLineWithTheStatusOfItsKind)
         {{"initial", "--province", "天津", "BJ"}, 1, "no data set for province '天津'"},
         {{"text", "--province", "北京", ""}, 2, ""},
         {{"address"}, 2, ""},
-        {{"address", "--province", "*"}, 2, ""},
         {{"address", "--province", "北京", "--level", "0"}, 2, ""},
-        {{"address", "--province", "北京", "--level", "x"}, 2, ""},
         {{"address", "--province", "北京", "朝阳"}, 2, ""},
         {{"address", "--province", "北京", "--limit", "-2"}, 2, ""},
-        {{"categories", "餐饮", "服务"}, 2, ""},
-        {{"address", "--province", "天津"}, 1, ""},
         {{"address", "--province", "北京", "--city", "北京", "--county", "浦东"}, 1, ""},
-        {{"address", "--province", "北京", "--category", "奶茶"}, 1, ""},
-        {{"categories", "餐饮"}, 1, ""},
         {{"address", "--province", "北京", "--county", "朝阳"}, 0, ""}, // a county without a city: a note
         {{"categories"}, 0, "餐饮服务"},
         {{"cross", "initial", "--province", "北京", "DWDJTYGL"}, 0, "体育馆路与东外大街交叉口"}, // either road first
@@ -74,7 +67,6 @@ TEST(PoiSearchCommand, BadInputIsOneLineWithTheStatusOfItsKind)
         // The table form of a county; Chongming, an island away from Shanghai's largest part.
         {{"district", "116.397", "39.909"}, 0, "county 1: 北京市东城区\n"},
         {{"district", "121.5", "31.6"}, 0, "上海市崇明区"},
-        {{"district", "0", "0"}, 1, "no county of " + data + " holds 0, 0"},
         {{"district", "116.4"}, 2, "expected LON LAT after 'district', got 1 word"},
         {{"district", "116.4", "91"}, 2, "LAT '91' is not a latitude"},
         {{"district", "east", "39.9"}, 2, "LON 'east' is not a longitude"},
@@ -83,25 +75,20 @@ TEST(PoiSearchCommand, BadInputIsOneLineWithTheStatusOfItsKind)
         const Result r = Search(data, c.args);
         const std::string what = c.args[0] + " " + c.args.back() + ": " + r.err;
         EXPECT_EQ(r.status, c.status) << what;
-        if (c.status == 0) {
-            std::string out;
-            for (const std::string& line : r.lines)
-                out += line + "\n";
-            EXPECT_NE(out.find(c.text), std::string::npos) << what << out;
-        } else {
-            EXPECT_NE(r.err.find(c.text), std::string::npos) << what;
-        }
+        std::string out;
+        for (const std::string& line : r.lines)
+            out += line + "\n";
+        EXPECT_NE((c.status == 0 ? out : r.err).find(c.text), std::string::npos) << what << out;
         if (c.status != 0 || !r.err.empty()) {
             EXPECT_EQ(r.err.rfind("poi search: ", 0), 0u) << what;
             EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << what;
         }
     }
     // A category by name and by code give the same hits.
-    const std::vector<std::string> area = {"address", "--json", "--province", "北京", "--city", "北京", "--county", "朝阳",
-                                            "--limit", "100", "--category"};
-    std::vector<std::string> byName = area, byCode = area;
-    byName.push_back("咖啡厅");
-    byCode.push_back("2025");
+    std::vector<std::string> byName = {"address", "--json", "--province", "北京", "--city", "北京", "--county", "朝阳",
+                                       "--limit", "100", "--category", "咖啡厅"};
+    std::vector<std::string> byCode = byName;
+    byCode.back() = "2025";
     const Result named = Search(data, byName);
     EXPECT_EQ(named.lines.front(), "{\"count\":37,\"category\":\"2025\",\"level\":4}");
     EXPECT_EQ(named.lines, Search(data, byCode).lines);
