@@ -111,17 +111,16 @@ public:
         return out;
     }
 
-    // The first field of every row of a source file of the sample (header
-    // left out), in file order, in GBK.
-    static std::vector<std::string> Names(const std::string& file)
+    // The rows of a source file of the sample, split, header left out (UTF-8).
+    static std::vector<std::vector<std::string>> Csv(const std::string& file)
     {
         std::ifstream csv(std::string(KEST_TEST_DATA) + "/../../Data/Sample/" + file);
-        std::vector<std::string> names;
+        std::vector<std::vector<std::string>> rows;
         std::string line;
         std::getline(csv, line); // header
         while (std::getline(csv, line))
-            names.push_back(Kest::GbkCodec::Gbk(SplitCsv(line)[0]));
-        return names;
+            rows.push_back(SplitCsv(line));
+        return rows;
     }
 
 private:
@@ -147,12 +146,8 @@ private:
         while (sets >> number >> province)
             m_sets[number] = Kest::GbkCodec::Gbk(province);
 
-        std::ifstream csv(sample + "/pois.csv");
-        std::string line;
-        std::getline(csv, line); // header
-        while (std::getline(csv, line)) {
-            const auto f = SplitCsv(line);
-            EXPECT_EQ(f.size(), 8u) << line;
+        for (const auto& f : Csv("pois.csv")) {
+            EXPECT_EQ(f.size(), 8u) << f[0];
             if (f.size() == 8)
                 m_rows.push_back({Kest::GbkCodec::Gbk(f[0]), Kest::GbkCodec::Gbk(f[5]), Kest::GbkCodec::Gbk(f[6]), f});
         }

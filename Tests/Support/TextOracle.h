@@ -1,10 +1,12 @@
 #pragma once
-// The plain model of the search by text that the differential tests share:
-// a word's key in the loaded dictionary, a typed text cut as the search cuts
-// it, a name's postings as the index holds them, and the phrase rule.
+// The plain model of the searches by text that the differential tests share:
+// a word's key in the loaded dictionary, a text cut as the search cuts it, a
+// name's postings as the index holds them, and the phrase rule over them.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <map>
 #include <set>
 #include <string>
 #include <utility>
@@ -12,14 +14,9 @@
 
 #include "POIEngine/eDictionary.h"
 #include "POIEngine/eMMWordSeg.h"
+#include "Support/Differential.h"
 
 namespace KestTest {
-
-struct Word {
-    int key;
-    int position; // in bytes
-    int length;   // in bytes
-};
 
 inline bool KeyOf(const std::string& word, int& key)
 {
@@ -30,23 +27,46 @@ inline bool KeyOf(const std::string& word, int& key)
     return true;
 }
 
-// Text cut as the search cuts it: the keyed words with their byte positions.
-inline std::vector<Word> Cut(const std::string& gbk)
+// The words of a text as the search cuts it.
+inline std::vector<std::string> CutWords(const std::string& gbk)
 {
     Kest::eMMWordSeg seg;
     seg.SetDict(Kest::eDictionary::GetInstance());
     Kest::eString parts = seg.SegmentHzStrMM(Kest::eString(gbk.c_str()));
     Kest::eArray<Kest::eString> words;
     seg.GetAdressSeg(parts, words);
+    std::vector<std::string> out;
+    for (int i = 0; i < words.GetSize(); ++i)
+        out.push_back(words[i].Cstr());
+    return out;
+}
+
+// The keyed words of a text with their byte positions.
+inline std::vector<Word> Cut(const std::string& gbk)
+{
     std::vector<Word> out;
-    int position = 0;
-    for (int i = 0; i < words.GetSize(); ++i) {
-        int key = 0;
-        if (KeyOf(words[i].Cstr(), key))
-            out.push_back({key, position, words[i].GetLength()});
-        position += words[i].GetLength();
+    int position = 0, key = 0;
+    for (const std::string& w : CutWords(gbk)) {
+        if (KeyOf(w, key))
+            out.push_back({key, position, static_cast<int>(w.size())});
+        position += static_cast<int>(w.size());
     }
     return out;
+}
+
+// One to three neighbouring words of `words`, from a drawn one or from `from`
+// (moved back so that they fit); when `spaces`, one run in three spaced.
+inline std::string Phrase(Draw& draw, const std::vector<std::string>& words, bool spaces, int from = -1)
+{
+    const int size = static_cast<int>(words.size());
+    const int n = std::min(size, 1 + static_cast<int>(draw.Below(3)));
+    const int drawn = static_cast<int>(draw.Below(static_cast<std::size_t>(size - n + 1)));
+    const int start = from < 0 ? drawn : std::min(from, size - n);
+    const bool spaced = spaces && n > 1 && draw.OneIn(3);
+    std::string typed;
+    for (int i = start; i < start + n; ++i)
+        typed += (i > start && spaced ? " " : "") + words[static_cast<std::size_t>(i)];
+    return typed;
 }
 
 // A text as it is indexed, added to `out`: every dictionary word of up to
@@ -99,32 +119,60 @@ inline bool Holds(const std::vector<Word>& words, const std::vector<Word>& query
 {
     int end = position + query[0].length;
     for (std::size_t q = 1; q < query.size(); ++q) {
-        bool any = false;
-        for (const Word& w : words)
-            if (w.key == query[q].key && (loose || w.position == end)) {
-                any = true;
-                end = w.position + query[q].length;
-                break;
-            }
-        if (!any)
+        const auto w = std::find_if(words.begin(), words.end(), [&](const Word& w) {
+            return w.key == query[q].key && (loose || w.position == end);
+        });
+        if (w == words.end())
             return false;
+        end = w->position + query[q].length;
     }
     return true;
 }
 
+// The postings of rows: word key -> (row, position), in row order.
+class WordIndex {
+public:
+    explicit WordIndex(const std::vector<NameRow>& rows)
+    {
+        for (const NameRow& r : rows)
+            for (const Word& w : r.words)
+                m_postings[w.key].emplace_back(&r, w.position);
+    }
+
+    // Adds the names of the rows `keep` admits that hold the query, once per
+    // match; false when a word of it is in none of those rows.
+    template <class Keep>
+    bool Find(const std::vector<Word>& query, bool loose, Keep keep, std::multiset<std::string>& found) const
+    {
+        for (const Word& q : query) {
+            const auto it = m_postings.find(q.key);
+            if (it == m_postings.end() ||
+                std::none_of(it->second.begin(), it->second.end(), [&](const auto& p) { return keep(*p.first); }))
+                return false;
+        }
+        if (!query.empty())
+            for (const auto& [row, position] : m_postings.at(query[0].key))
+                if (keep(*row) && Holds(row->words, query, position, loose))
+                    found.insert(row->name);
+        return true;
+    }
+
+private:
+    std::map<int, std::vector<std::pair<const NameRow*, int>>> m_postings;
+};
+
 // A text search's hits against the oracle's: the same, or past the cap of
 // 100 (the first by rank) 100 of them, none more often than in the oracle's.
 // True when capped.
-inline bool ExpectCapped(const std::multiset<std::string>& got, const std::multiset<std::string>& want,
-                         const std::string& context)
+inline bool ExpectCapped(const std::multiset<std::string>& got, const std::multiset<std::string>& want)
 {
     if (want.size() <= 100) {
-        EXPECT_EQ(got, want) << context;
+        EXPECT_EQ(got, want);
         return false;
     }
-    EXPECT_EQ(got.size(), 100u) << context;
+    EXPECT_EQ(got.size(), 100u);
     for (const auto& name : std::set<std::string>(got.begin(), got.end()))
-        EXPECT_LE(got.count(name), want.count(name)) << context;
+        EXPECT_LE(got.count(name), want.count(name));
     return true;
 }
 
