@@ -11,11 +11,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <random>
-#include <sstream>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "Compiler/Gazetteer.h"
@@ -23,14 +19,12 @@
 #include "POIEngine/eNdfIndexCategory.h"
 #include "POIEngine/ePOIEngineManager.h"
 #include "Support/CategoryOracle.h"
-#include "Support/CompiledSample.h"
+#include "Support/Differential.h"
 
 using namespace Kest;
-using KestTest::CategoryNode;
+using namespace KestTest;
 
 namespace {
-
-const std::string kSample = std::string(KEST_TEST_DATA) + "/../../Data/Sample";
 
 class Engine : public ePOIEngineManager {
 public:
@@ -41,14 +35,6 @@ public:
         return index != nullptr ? index->GetHitCount() : 0;
     }
 };
-
-std::string ReadFile(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
 
 // Parts of a GBK name: every run of one or two whole characters.
 std::vector<std::string> Parts(const std::string& name)
@@ -65,14 +51,15 @@ class AddressDifferential : public ::testing::Test {
 protected:
     static void SetUpTestSuite()
     {
-        s_root = KestTest::CompiledSample::Get().Root();
+        s_root = CompiledSample::Get().Root();
         Gazetteer gazetteer;
         std::string error;
-        ASSERT_TRUE(gazetteer.Parse(ReadFile(kSample + "/districts.geojson"), error)) << error;
+        const auto json = TempDir::Read(std::string(KEST_TEST_DATA) + "/../../Data/Sample/districts.geojson");
+        ASSERT_TRUE(gazetteer.Parse(std::string(json.begin(), json.end()), error)) << error;
 
         // The POIs of each county: (category, name) in the store's order.
         std::vector<std::vector<std::pair<std::uint32_t, std::string>>> byCounty(gazetteer.Counties().size());
-        for (const auto& row : KestTest::CompiledSample::Get().Rows()) {
+        for (const auto& row : CompiledSample::Get().Rows()) {
             const auto& f = row.fields;
             const int county = gazetteer.FindCounty(f[5], f[6], f[7]);
             ASSERT_GE(county, 0) << f[0];
@@ -91,8 +78,8 @@ protected:
                     std::sort(pois.begin(), pois.end());
                     CategoryNode county{GbkCodec::Gbk(gazetteer.Counties()[static_cast<std::size_t>(k)].name), {}, false, 0};
                     for (const auto& [code, name] : pois) {
-                        if (county.kids.empty() || county.kids.back().key != KestTest::CodeKey(code))
-                            county.kids.push_back(CategoryNode{KestTest::CodeKey(code), {}, false, 0});
+                        if (county.kids.empty() || county.kids.back().key != CodeKey(code))
+                            county.kids.push_back(CategoryNode{CodeKey(code), {}, false, 0});
                         county.kids.back().kids.push_back(CategoryNode{name, {}, true, code});
                     }
                     s_tree.kids.back().kids.back().kids.push_back(std::move(county));
@@ -108,77 +95,67 @@ protected:
 std::string AddressDifferential::s_root;
 CategoryNode AddressDifferential::s_tree;
 
-struct Hit {
-    std::string name;
-    std::uint32_t code;
-    bool operator==(const Hit& o) const { return name == o.name && code == o.code; }
-};
-
-std::ostream& operator<<(std::ostream& out, const Hit& h) { return out << GbkCodec::Utf8(h.name) << "/" << h.code; }
+using Hit = std::pair<std::string, std::uint32_t>; // name, code
 
 TEST_F(AddressDifferential, RandomQueriesMatchTheModel)
 {
-    std::mt19937 rng(20261125);
-    auto pick = [&](const std::vector<std::string>& from) { return from[rng() % from.size()]; };
     std::vector<std::string> codes;
     for (const auto& p : s_tree.kids)
         for (const auto& c : p.kids)
             for (const auto& k : c.kids)
                 for (const auto& cat : k.kids)
                     codes.push_back(std::to_string(cat.kids.front().code));
-
     Engine engine;
     engine.SetPoiPath(s_root.c_str());
-    int queries = 0, succeeded = 0, filtered = 0;
     long long compared = 0;
-    for (; queries < 1500; ++queries) {
+    const Tally floors = {{"true", 500}, {"false", 100}, {"filtered", 300}};
+    RunQueries(1500, 20261125, floors, [&](Draw& draw, Tally& tally, int q) {
         // Area keys: a name of the level the walk reaches, a part of one, "*",
         // an empty key or a name found nowhere.
         std::vector<std::string> keys;
         const std::vector<CategoryNode>* level = &s_tree.kids;
         for (int i = 0; i < 3; ++i) {
-            const unsigned kind = rng() % 12;
+            const unsigned kind = draw.Below(12);
             if (kind < 2 || level->empty()) {
                 keys.push_back("*");
             } else if (kind == 2) {
-                keys.push_back(rng() % 2 ? "" : GbkCodec::Gbk("天津"));
+                keys.push_back(draw.OneIn(2) ? "" : GbkCodec::Gbk("天津"));
             } else {
-                const CategoryNode& node = (*level)[rng() % level->size()];
-                keys.push_back(kind < 7 ? node.key : pick(Parts(node.key)));
+                const CategoryNode& node = draw.Pick(*level);
+                keys.push_back(kind < 7 ? node.key : draw.Pick(Parts(node.key)));
                 level = &node.kids;
             }
         }
-        const unsigned kind = rng() % 10;
-        keys.push_back(kind < 4   ? pick(codes)
+        const unsigned kind = draw.Below(10);
+        keys.push_back(kind < 4   ? draw.Pick(codes)
                        : kind < 5 ? std::string("*")
                        : kind < 6 ? std::string()
                        : kind < 7 ? std::string("0")
-                       : kind < 8 ? std::to_string(1000 + rng() % 20000)
-                                  : pick({"abc", "2000abc", "-1", "99999999999"}));
-        const int levelArg = 1 + static_cast<int>(rng() % 4);
-        SCOPED_TRACE(testing::Message() << "query " << queries << ": " << GbkCodec::Utf8(keys[0]) << " / "
-                                        << GbkCodec::Utf8(keys[1]) << " / " << GbkCodec::Utf8(keys[2]) << " / "
-                                        << keys[3] << " level " << levelArg);
+                       : kind < 8 ? std::to_string(1000 + draw.Below(20000))
+                                  : draw.Pick(std::vector<std::string>{"abc", "2000abc", "-1", "99999999999"}));
+        const int levelArg = 1 + static_cast<int>(draw.Below(4));
+        SCOPED_TRACE(testing::Message() << GbkCodec::Utf8(keys[0]) << " / " << GbkCodec::Utf8(keys[1]) << " / "
+                                        << GbkCodec::Utf8(keys[2]) << " / " << keys[3] << " level " << levelArg);
 
         // Memory released now and then, and other searches in between.
-        if (queries % 97 == 96)
+        if (q % 97 == 96)
             engine.ReleaseQueryMem();
-        if (queries % 50 == 25) {
+        if (q % 50 == 25) {
             char* next = nullptr;
             int count = 0;
             engine.QueryByInitial(3, 10, "*", "*", "BJ", next, count);
         }
 
-        const KestTest::CategoryAnswer model = KestTest::CategoryQuery(s_tree, keys);
-        const bool ok = engine.QueryByAddress(levelArg, keys[0].c_str(), keys[1].c_str(), keys[2].c_str(),
-                                              keys[3].c_str());
+        const CategoryAnswer model = CategoryQuery(s_tree, keys);
+        const bool ok =
+            engine.QueryByAddress(levelArg, keys[0].c_str(), keys[1].c_str(), keys[2].c_str(), keys[3].c_str());
         ASSERT_EQ(ok, model.ok);
         EXPECT_EQ(engine.QueryKind(), 3);
+        tally[ok ? "true" : "false"] += 1;
         if (!ok)
-            continue;
-        ++succeeded;
+            return;
         EXPECT_EQ(engine.HitTotal(), model.hitTotal);
-        filtered += model.hitTotal > 0 ? 1 : 0;
+        tally["filtered"] += model.hitTotal > 0;
         std::vector<Hit> expected;
         for (const auto* range : model.ranges)
             for (const CategoryNode& node : *range)
@@ -186,13 +163,10 @@ TEST_F(AddressDifferential, RandomQueriesMatchTheModel)
         ASSERT_EQ(engine.GetPOICount(0), static_cast<int>(expected.size()));
 
         // Every hit of a short list; of a long one its ends and a sample.
-        std::vector<std::size_t> at;
-        for (std::size_t i = 0; i < expected.size(); ++i)
-            if (expected.size() <= 300 || i < 100 || i + 50 >= expected.size() || rng() % 200 == 0)
-                at.push_back(i);
-        for (std::size_t i : at) {
-            ePoiInfo info;
-            std::memset(&info, 0, sizeof info);
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            if (expected.size() > 300 && i >= 100 && i + 50 < expected.size() && !draw.OneIn(200))
+                continue;
+            ePoiInfo info{};
             ASSERT_TRUE(engine.GetPOIInfo(0, static_cast<int>(i), info)) << i;
             const Hit got{std::string(info.szName, strnlen(info.szName, sizeof info.szName)), info.nCode};
             ASSERT_EQ(got, expected[i]) << "hit " << i;
@@ -202,13 +176,8 @@ TEST_F(AddressDifferential, RandomQueriesMatchTheModel)
             }
             ++compared;
         }
-    }
-    // Both outcomes, and the category filter, are common enough to count.
-    EXPECT_GT(succeeded, 500);
-    EXPECT_LT(succeeded, queries - 100);
-    EXPECT_GT(filtered, 300);
-    std::printf("%d queries, %d true, %d with filtered hits, %lld hits compared\n", queries, succeeded, filtered,
-                compared);
+    });
+    std::printf("%lld hits compared\n", compared);
 }
 
 // What the facade adds to the index: the level's range, the kind and the
@@ -239,7 +208,7 @@ TEST_F(AddressDifferential, LevelKindAndTheReaderMadeOnce)
 
     // Without the file the reader stays unconfigured, and the file is not
     // tried again until ReleaseQueryMem drops the reader.
-    KestTest::TempDir copy;
+    TempDir copy;
     const std::string root = copy.Path("data");
     std::filesystem::copy(s_root, root, std::filesystem::copy_options::recursive);
     const std::string file = root + "/POI/100.ndf";
