@@ -54,7 +54,7 @@ Expected Oracle(const std::vector<const Entry*>& rows, const std::string& prefix
         }
     e.ok = prefix.empty() || !e.hits.empty();
     std::stable_sort(e.hits.begin(), e.hits.end(), [](const Entry* a, const Entry* b) {
-        return std::make_pair(a->number.size(), a->number) < std::make_pair(b->number.size(), b->number);
+        return a->number.size() != b->number.size() ? a->number.size() < b->number.size() : a->number < b->number;
     });
     e.next.assign(next.begin(), next.end());
     return e;
