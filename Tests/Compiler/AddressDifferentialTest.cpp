@@ -51,7 +51,6 @@ class AddressDifferential : public ::testing::Test {
 protected:
     static void SetUpTestSuite()
     {
-        s_root = CompiledSample::Get().Root();
         Gazetteer gazetteer;
         std::string error;
         const auto json = TempDir::Read(std::string(KEST_TEST_DATA) + "/../../Data/Sample/districts.geojson");
@@ -65,48 +64,43 @@ protected:
             ASSERT_GE(county, 0) << f[0];
             byCounty[static_cast<std::size_t>(county)].emplace_back(static_cast<std::uint32_t>(std::stoul(f[3])),
                                                                     row.name);
+            s_codes.push_back(std::to_string(byCounty[static_cast<std::size_t>(county)].back().first));
         }
 
         // The tree, areas in gazetteer order, categories ascending.
         for (const Gazetteer::Province& p : gazetteer.Provinces()) {
-            s_tree.kids.push_back(CategoryNode{GbkCodec::Gbk(p.name), {}, false, 0});
+            CategoryNode& province = s_tree.kids.emplace_back(CategoryNode{GbkCodec::Gbk(p.name), {}, false, 0});
             for (int c : p.cities) {
                 const Gazetteer::City& city = gazetteer.Cities()[static_cast<std::size_t>(c)];
-                s_tree.kids.back().kids.push_back(CategoryNode{GbkCodec::Gbk(city.name), {}, false, 0});
+                CategoryNode& town = province.kids.emplace_back(CategoryNode{GbkCodec::Gbk(city.name), {}, false, 0});
                 for (int k : city.counties) {
                     auto& pois = byCounty[static_cast<std::size_t>(k)];
                     std::sort(pois.begin(), pois.end());
-                    CategoryNode county{GbkCodec::Gbk(gazetteer.Counties()[static_cast<std::size_t>(k)].name), {}, false, 0};
-                    for (const auto& [code, name] : pois) {
+                    const std::string& name = gazetteer.Counties()[static_cast<std::size_t>(k)].name;
+                    CategoryNode& county = town.kids.emplace_back(CategoryNode{GbkCodec::Gbk(name), {}, false, 0});
+                    for (const auto& [code, poi] : pois) {
                         if (county.kids.empty() || county.kids.back().key != CodeKey(code))
                             county.kids.push_back(CategoryNode{CodeKey(code), {}, false, 0});
-                        county.kids.back().kids.push_back(CategoryNode{name, {}, true, code});
+                        county.kids.back().kids.push_back(CategoryNode{poi, {}, true, code});
                     }
-                    s_tree.kids.back().kids.back().kids.push_back(std::move(county));
                 }
             }
         }
     }
 
-    static std::string s_root;
     static CategoryNode s_tree;
+    static std::vector<std::string> s_codes; // the category of every POI
 };
 
-std::string AddressDifferential::s_root;
 CategoryNode AddressDifferential::s_tree;
+std::vector<std::string> AddressDifferential::s_codes;
 
 using Hit = std::pair<std::string, std::uint32_t>; // name, code
 
 TEST_F(AddressDifferential, RandomQueriesMatchTheModel)
 {
-    std::vector<std::string> codes;
-    for (const auto& p : s_tree.kids)
-        for (const auto& c : p.kids)
-            for (const auto& k : c.kids)
-                for (const auto& cat : k.kids)
-                    codes.push_back(std::to_string(cat.kids.front().code));
     Engine engine;
-    engine.SetPoiPath(s_root.c_str());
+    engine.SetPoiPath(CompiledSample::Get().Root().c_str());
     long long compared = 0;
     const Tally floors = {{"true", 500}, {"false", 100}, {"filtered", 300}};
     RunQueries(1500, 20261125, floors, [&](Draw& draw, Tally& tally, int q) {
@@ -127,7 +121,7 @@ TEST_F(AddressDifferential, RandomQueriesMatchTheModel)
             }
         }
         const unsigned kind = draw.Below(10);
-        keys.push_back(kind < 4   ? draw.Pick(codes)
+        keys.push_back(kind < 4   ? draw.Pick(s_codes)
                        : kind < 5 ? std::string("*")
                        : kind < 6 ? std::string()
                        : kind < 7 ? std::string("0")
@@ -185,8 +179,9 @@ TEST_F(AddressDifferential, RandomQueriesMatchTheModel)
 TEST_F(AddressDifferential, LevelKindAndTheReaderMadeOnce)
 {
     const std::string bj = GbkCodec::Gbk("北京"), dc = GbkCodec::Gbk("东城");
+    const std::string data = CompiledSample::Get().Root();
     Engine engine;
-    engine.SetPoiPath(s_root.c_str());
+    engine.SetPoiPath(data.c_str());
     ASSERT_TRUE(engine.QueryByFullText(3, 10, "*", "*", GbkCodec::Gbk("大学").c_str()));
     const int textHits = engine.GetPOICount(0);
     for (int level : {0, 5, -1}) {
@@ -210,7 +205,7 @@ TEST_F(AddressDifferential, LevelKindAndTheReaderMadeOnce)
     // tried again until ReleaseQueryMem drops the reader.
     TempDir copy;
     const std::string root = copy.Path("data");
-    std::filesystem::copy(s_root, root, std::filesystem::copy_options::recursive);
+    std::filesystem::copy(data, root, std::filesystem::copy_options::recursive);
     const std::string file = root + "/POI/100.ndf";
     std::filesystem::rename(file, file + ".away");
     Engine late;

@@ -35,7 +35,8 @@ protected:
             m_rows.push_back({GbkCodec::Gbk(f[0]), GbkCodec::Gbk(f[3]), GbkCodec::Gbk(f[4]),
                               name.InitialKeys(NdfFormat::kInitialDefaultDepth), {}});
             for (const std::string& form : name.TextForms())
-                Post(SegFullTextIndexWriter::Widen(form), m_rows.back().words);
+                for (const Word& w : Postings(SegFullTextIndexWriter::Widen(form)))
+                    m_rows.back().words.push_back(w);
         }
         ASSERT_EQ(m_rows.size(), 2441u);
     }

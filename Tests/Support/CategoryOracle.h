@@ -52,17 +52,14 @@ inline CategoryAnswer CategoryQuery(const CategoryNode& root, const std::vector<
     if (n == 0) {
         areas.push_back(&root.kids);
     } else if (n == 1 && keys[0] != "*") {
-        bool found = keys[0].empty();
-        for (const CategoryNode& p : root.kids) {
-            if (keys[0].empty())
+        // An empty key takes every province, a name the first equal to it.
+        for (const CategoryNode& p : root.kids)
+            if (keys[0].empty() || p.key == keys[0]) {
                 areas.push_back(&p.kids);
-            else if (p.key == keys[0]) {
-                areas.push_back(&p.kids);
-                found = true;
-                break;
+                if (!keys[0].empty())
+                    break;
             }
-        }
-        if (!found)
+        if (areas.empty() && !keys[0].empty())
             return answer;
     } else {
         Range current = &root.kids;
@@ -117,16 +114,13 @@ inline CategoryAnswer CategoryQuery(const CategoryNode& root, const std::vector<
                 answer.ranges.push_back(&node.kids);
                 continue;
             }
-            if (node.key.size() != 4)
+            if (node.key.size() != 4 || KeyCode(node.key) > wanted)
                 break;
-            const std::uint32_t code = KeyCode(node.key);
-            if (code > wanted)
+            if (KeyCode(node.key) == wanted) {
+                answer.ranges.push_back(&node.kids);
+                answer.hitTotal += static_cast<std::uint32_t>(node.kids.size());
                 break;
-            if (code < wanted)
-                continue;
-            answer.ranges.push_back(&node.kids);
-            answer.hitTotal += static_cast<std::uint32_t>(node.kids.size());
-            break;
+            }
         }
     }
     answer.ok = true;

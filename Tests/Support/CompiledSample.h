@@ -33,22 +33,20 @@ public:
 };
 
 // Typed initials as the initial searches fold them.
-inline std::string Fold(const std::string& typed)
+inline std::string Fold(std::string typed)
 {
-    std::string out;
-    for (char c : typed)
-        out.push_back(static_cast<char>(Kest::eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(c))));
-    return out;
+    for (char& c : typed)
+        c = static_cast<char>(Kest::eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(c)));
+    return typed;
 }
 
 // The next letters the initial searches offer: by signed byte, lower case.
 inline std::string NextLetters(const std::set<char>& letters)
 {
-    std::vector<signed char> sorted(letters.begin(), letters.end());
-    std::sort(sorted.begin(), sorted.end());
-    std::string next;
-    for (signed char c : sorted)
-        next.push_back(static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c));
+    std::string next(letters.begin(), letters.end());
+    std::sort(next.begin(), next.end(), [](signed char a, signed char b) { return a < b; });
+    for (char& c : next)
+        c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
     return next;
 }
 
@@ -67,8 +65,7 @@ inline std::vector<std::string> HitNames(Kest::ePOIEngineManager& engine, bool u
 }
 
 struct SampleRow {
-    std::string name; // GBK
-    std::string province, city; // GBK
+    std::string name, province, city; // GBK
     std::vector<std::string> fields; // the eight fields of pois.csv as written (UTF-8)
 };
 
@@ -76,7 +73,7 @@ struct SampleRow {
 inline std::multiset<std::string> HitSet(Kest::ePOIEngineManager& engine)
 {
     const std::vector<std::string> names = HitNames(engine, false);
-    return std::multiset<std::string>(names.begin(), names.end());
+    return {names.begin(), names.end()};
 }
 
 class CompiledSample {
@@ -117,8 +114,7 @@ public:
         std::ifstream csv(std::string(KEST_TEST_DATA) + "/../../Data/Sample/" + file);
         std::vector<std::vector<std::string>> rows;
         std::string line;
-        std::getline(csv, line); // header
-        while (std::getline(csv, line))
+        for (std::getline(csv, line); std::getline(csv, line);) // the header first
             rows.push_back(SplitCsv(line));
         return rows;
     }
@@ -142,8 +138,7 @@ private:
 
         std::ifstream sets(m_root + "/POI/datasets.txt");
         int number = 0;
-        std::string province;
-        while (sets >> number >> province)
+        for (std::string province; sets >> number >> province;)
             m_sets[number] = Kest::GbkCodec::Gbk(province);
 
         for (const auto& f : Csv("pois.csv")) {

@@ -139,8 +139,7 @@ inline void ExpectInitials(LoadedEngine& engine, int count, int loaded, const st
     EXPECT_EQ(engine.Loaded(), loaded);
     ASSERT_EQ(letterCount, static_cast<int>(next.size()));
     EXPECT_EQ(std::string(letters, next.size()), next);
-    if (terminated)
-        EXPECT_EQ(std::strlen(letters), next.size());
+    EXPECT_TRUE(!terminated || std::strlen(letters) == next.size()) << "letters not terminated";
 }
 
 } // namespace KestTest

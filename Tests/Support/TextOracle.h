@@ -41,19 +41,6 @@ inline std::vector<std::string> CutWords(const std::string& gbk)
     return out;
 }
 
-// The keyed words of a text with their byte positions.
-inline std::vector<Word> Cut(const std::string& gbk)
-{
-    std::vector<Word> out;
-    int position = 0, key = 0;
-    for (const std::string& w : CutWords(gbk)) {
-        if (KeyOf(w, key))
-            out.push_back({key, position, static_cast<int>(w.size())});
-        position += static_cast<int>(w.size());
-    }
-    return out;
-}
-
 // One to three neighbouring words of `words`, from a drawn one or from `from`
 // (moved back so that they fit); when `spaces`, one run in three spaced.
 inline std::string Phrase(Draw& draw, const std::vector<std::string>& words, bool spaces, int from = -1)
@@ -69,11 +56,12 @@ inline std::string Phrase(Draw& draw, const std::vector<std::string>& words, boo
     return typed;
 }
 
-// A text as it is indexed, added to `out`: every dictionary word of up to
-// four two-byte characters at every position where it occurs, and every
-// keyed single character, each key once per position.
-inline void Post(const std::string& gbk, std::vector<Word>& out)
+// A text as it is indexed: every dictionary word of up to four two-byte
+// characters at every position where it occurs, and every keyed single
+// character, each key once per position.
+inline std::vector<Word> Postings(const std::string& gbk)
 {
+    std::vector<Word> out;
     std::set<std::pair<int, int>> seen;
     for (std::size_t at = 0; at < gbk.size(); at += static_cast<unsigned char>(gbk[at]) >= 0x81 ? 2 : 1)
         for (std::size_t length = 2; length <= 8 && at + length <= gbk.size(); length += 2) {
@@ -86,18 +74,12 @@ inline void Post(const std::string& gbk, std::vector<Word>& out)
                 seen.emplace(key, static_cast<int>(at)).second)
                 out.push_back({key, static_cast<int>(at), static_cast<int>(length)});
         }
-}
-
-inline std::vector<Word> Postings(const std::string& gbk)
-{
-    std::vector<Word> out;
-    Post(gbk, out);
     return out;
 }
 
 // The words of one typed keyword: its pieces as the dictionary splits them,
-// each cut; `loose` when there is more than one piece. False when the
-// dictionary refuses the keyword.
+// each cut, keyed, with its byte positions in the piece; `loose` when there
+// is more than one piece. False when the dictionary refuses the keyword.
 inline bool QueryWords(const std::string& typed, std::vector<Word>& query, bool& loose)
 {
     Kest::eString copy(typed.c_str());
@@ -105,9 +87,12 @@ inline bool QueryWords(const std::string& typed, std::vector<Word>& query, bool&
     query.clear();
     if (!Kest::eDictionary::GetInstance().PreStand(copy, pieces))
         return false;
-    for (int p = 0; p < pieces.GetSize(); ++p)
-        for (const Word& w : Cut(pieces[p].Cstr()))
-            query.push_back(w);
+    for (int p = 0, position = 0, key = 0; p < pieces.GetSize(); ++p, position = 0)
+        for (const std::string& w : CutWords(pieces[p].Cstr())) {
+            if (KeyOf(w, key))
+                query.push_back({key, position, static_cast<int>(w.size())});
+            position += static_cast<int>(w.size());
+        }
     loose = pieces.GetSize() > 1;
     return true;
 }
@@ -119,12 +104,12 @@ inline bool Holds(const std::vector<Word>& words, const std::vector<Word>& query
 {
     int end = position + query[0].length;
     for (std::size_t q = 1; q < query.size(); ++q) {
-        const auto w = std::find_if(words.begin(), words.end(), [&](const Word& w) {
+        const auto at = std::find_if(words.begin(), words.end(), [&](const Word& w) {
             return w.key == query[q].key && (loose || w.position == end);
         });
-        if (w == words.end())
+        if (at == words.end())
             return false;
-        end = w->position + query[q].length;
+        end = at->position + query[q].length;
     }
     return true;
 }
