@@ -162,7 +162,7 @@ TEST_F(AddressDifferential, RandomQueriesMatchTheModel)
                 continue;
             ePoiInfo info{};
             ASSERT_TRUE(engine.GetPOIInfo(0, static_cast<int>(i), info)) << i;
-            const Hit got{std::string(info.szName, strnlen(info.szName, sizeof info.szName)), info.nCode};
+            const Hit got{NameOf(info), info.nCode};
             ASSERT_EQ(got, expected[i]) << "hit " << i;
             if (levelArg < 3) {
                 ASSERT_EQ(info.dX, 0.0);

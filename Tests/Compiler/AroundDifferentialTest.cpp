@@ -82,7 +82,7 @@ public:
     int Around(double x, double y, double radius, int type, std::vector<std::size_t>& hits) const
     {
         hits.clear();
-        Rect rect;
+        Rect rect{};
         if (radius > 10000.0 || RectOf(x, y, radius, rect) < 1 || rect.c1 < rect.c0)
             return -1;
         for (std::size_t i : Window(x, y, radius, type))
@@ -98,7 +98,7 @@ public:
         hits.clear();
         std::set<long long> searched;
         for (double radius : {500.0, 2000.0, 8000.0}) {
-            Rect rect;
+            Rect rect{};
             std::multiset<long long> fresh;
             const bool some = RectOf(x, y, radius, rect) == 1;
             for (long long line = rect.r0; some && line <= rect.r1; ++line) {
@@ -179,10 +179,8 @@ void ExpectHits(ePOIEngineManager& engine, const Oracle& oracle, const std::vect
     }
     ASSERT_EQ(engine.GetPOICount(0), static_cast<int>(want.size()));
     std::vector<Shown> got;
-    ePoiInfo info{};
-    for (int i = 0; i <= static_cast<int>(want.size()) && engine.GetPOIInfo(0, i, info); ++i, info = ePoiInfo{})
-        got.emplace_back(std::string(info.szName, strnlen(info.szName, sizeof info.szName)), info.dX, info.dY,
-                         static_cast<int>(info.nCode));
+    for (const ePoiInfo& info : HitInfos(engine, static_cast<int>(want.size()) + 1))
+        got.emplace_back(NameOf(info), info.dX, info.dY, static_cast<int>(info.nCode));
     ASSERT_EQ(std::multiset<Shown>(got.begin(), got.end()), wanted);
     EXPECT_TRUE(std::is_sorted(got.begin(), got.end(), [&](const Shown& a, const Shown& b) {
         return distance.at(a) < distance.at(b);

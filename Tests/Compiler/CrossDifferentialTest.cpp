@@ -123,12 +123,8 @@ TEST_F(CrossDifferential, TextMatchesTheOracle)
         // One keyword: its pieces' words, a phrase within a piece, anywhere
         // across pieces; a word the districts do not hold ends the search.
         std::multiset<std::string> want;
-        std::vector<Word> query;
-        bool loose = false;
-        if (QueryWords(typed, query, loose))
-            index.Find(query, loose, [&](const NameRow& r) {
-                return r.province == source->province && InDistricts(r, districts);
-            }, want);
+        index.Find(typed, [&](const NameRow& r) { return r.province == source->province && InDistricts(r, districts); },
+                   want);
         ASSERT_EQ(engine.QueryCrossRoadByText(3, m_sets.at(source->province), districts.first.c_str(),
                                               districts.second.c_str(), typed.c_str()),
                   known);

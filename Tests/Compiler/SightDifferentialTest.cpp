@@ -105,10 +105,7 @@ TEST_P(SightDifferential, TextMatchesTheOracle)
         // Every word must be in the set; in one piece each word right behind
         // the one before, across pieces anywhere.
         std::multiset<std::string> want;
-        std::vector<Word> query;
-        bool pieces = false;
-        QueryWords(typed, query, pieces);
-        index.Find(query, pieces, [](const NameRow&) { return true; }, want);
+        index.Find(typed, [](const NameRow&) { return true; }, want);
         ASSERT_TRUE(set.sight ? engine.QuerySightByText(typed.c_str()) : engine.QueryPlaceNameByText(typed.c_str()));
         ASSERT_EQ(engine.GetPOICount(0), static_cast<int>(std::min<std::size_t>(want.size(), 100)));
         tally["capped"] += ExpectCapped(HitSet(engine), want);

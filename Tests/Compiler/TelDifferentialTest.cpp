@@ -120,17 +120,16 @@ TEST(TelDifferential, RandomPrefixesMatchTheOracle)
         // The hits, read as the caller reads them (the first 100 of a long
         // list); POIs of one number compare as sets, in groups.
         const int shown = std::min(hits, 100);
+        const std::vector<ePoiInfo> infos = HitInfos(engine, shown);
+        ASSERT_EQ(static_cast<int>(infos.size()), shown);
         for (int lo = 0, hi = 0; lo < shown; lo = hi) {
             std::vector<Hit> got, wanted;
             for (hi = lo; hi < hits && want.hits[hi]->number == want.hits[lo]->number; ++hi)
                 wanted.push_back(want.hits[hi]->hit);
             if (hi > shown)
                 break;
-            for (int i = lo; i < hi; ++i) {
-                ePoiInfo info{};
-                ASSERT_TRUE(engine.GetPOIInfo(0, i, info)) << i;
-                got.emplace_back(std::string(info.szName, strnlen(info.szName, sizeof info.szName)), info.dX, info.dY);
-            }
+            for (int i = lo; i < hi; ++i)
+                got.emplace_back(NameOf(infos[i]), infos[i].dX, infos[i].dY);
             std::sort(got.begin(), got.end());
             std::sort(wanted.begin(), wanted.end());
             ASSERT_EQ(got, wanted) << "hits " << lo << ".." << hi - 1;

@@ -32,14 +32,13 @@ std::multiset<std::string> Oracle(const WordIndex& index, const std::string& pro
 
     std::multiset<std::string> found;
     for (const std::string& keyword : keywords) {
-        std::multiset<std::string> matches;
-        std::vector<Word> query;
-        bool loose = false;
         // A word the data set does not hold ends the search, and so does a
         // last word that leaves no hit.
-        if (found.size() >= 100 || !QueryWords(keyword, query, loose) ||
-            !index.Find(query, loose, [&](const NameRow& r) { return r.province == province; }, matches) ||
-            (query.size() > 1 && matches.empty()))
+        std::multiset<std::string> matches;
+        const int words = found.size() >= 100 ? -1 : index.Find(keyword, [&](const NameRow& r) {
+            return r.province == province;
+        }, matches);
+        if (words < 0 || (words > 1 && matches.empty()))
             break;
         found.insert(matches.begin(), matches.end());
     }

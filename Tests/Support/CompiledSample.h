@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -50,17 +51,29 @@ inline std::string NextLetters(const std::set<char>& letters)
     return next;
 }
 
+// The last search's hits as GetPOIInfo gives them, up to `limit` of them.
+inline std::vector<Kest::ePoiInfo> HitInfos(Kest::ePOIEngineManager& engine, int limit = INT_MAX)
+{
+    std::vector<Kest::ePoiInfo> infos;
+    for (Kest::ePoiInfo info{}; static_cast<int>(infos.size()) < limit; info = Kest::ePoiInfo{}) {
+        if (!engine.GetPOIInfo(0, static_cast<int>(infos.size()), info))
+            break;
+        infos.push_back(info);
+    }
+    return infos;
+}
+
+inline std::string NameOf(const Kest::ePoiInfo& info)
+{
+    return std::string(info.szName, strnlen(info.szName, sizeof info.szName));
+}
+
 // The names of the last search's hits, in order (UTF-8, or GBK as stored).
 inline std::vector<std::string> HitNames(Kest::ePOIEngineManager& engine, bool utf8 = true)
 {
     std::vector<std::string> names;
-    for (int i = 0; i < engine.GetPOICount(0); ++i) {
-        Kest::ePoiInfo info{};
-        if (!engine.GetPOIInfo(0, i, info))
-            break;
-        const std::string gbk(info.szName, strnlen(info.szName, sizeof info.szName));
-        names.push_back(utf8 ? Kest::GbkCodec::Utf8(gbk) : gbk);
-    }
+    for (const Kest::ePoiInfo& info : HitInfos(engine, engine.GetPOICount(0)))
+        names.push_back(utf8 ? Kest::GbkCodec::Utf8(NameOf(info)) : NameOf(info));
     return names;
 }
 

@@ -124,22 +124,27 @@ public:
                 m_postings[w.key].emplace_back(&r, w.position);
     }
 
-    // Adds the names of the rows `keep` admits that hold the query, once per
-    // match; false when a word of it is in none of those rows.
+    // Adds the names of the rows `keep` admits that hold the typed keyword,
+    // once per match. Gives the number of its words, or -1 when the
+    // dictionary refuses it or a word of it is in none of those rows.
     template <class Keep>
-    bool Find(const std::vector<Word>& query, bool loose, Keep keep, std::multiset<std::string>& found) const
+    int Find(const std::string& typed, Keep keep, std::multiset<std::string>& found) const
     {
+        std::vector<Word> query;
+        bool loose = false;
+        if (!QueryWords(typed, query, loose))
+            return -1;
         for (const Word& q : query) {
             const auto it = m_postings.find(q.key);
             if (it == m_postings.end() ||
                 std::none_of(it->second.begin(), it->second.end(), [&](const auto& p) { return keep(*p.first); }))
-                return false;
+                return -1;
         }
         if (!query.empty())
             for (const auto& [row, position] : m_postings.at(query[0].key))
                 if (keep(*row) && Holds(row->words, query, position, loose))
                     found.insert(row->name);
-        return true;
+        return static_cast<int>(query.size());
     }
 
 private:
