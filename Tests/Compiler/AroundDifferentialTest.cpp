@@ -201,14 +201,13 @@ TEST(AroundDifferential, RandomPointsMatchTheOracle)
     // Every outcome, including circles below the grid whose walk passes cells twice.
     const Tally floors = {{"refused", 100}, {"empty", 100}, {"with hits", 300}, {"below", 5}, {"repeated", 0}};
     RunQueries(1000, 20261125, floors, [&](Draw& draw, Tally& tally, int q) {
-        double radius = std::exp(draw.Uniform(0.0, std::log(10000.0)));
+        // Radii spread over the scale, half of them whole, some at or past the largest.
+        const double drawn = std::exp(draw.Uniform(0.0, std::log(10000.0)));
         const unsigned shape = draw.Below(20);
-        if (shape == 0)
-            radius = 10000.0;
-        else if (shape == 1)
-            radius = 10000.0 + draw.Uniform(0.1, 10000.0);
-        else if (shape < 10)
-            radius = std::floor(radius);
+        const double radius = shape == 0   ? 10000.0
+                              : shape == 1 ? 10000.0 + draw.Uniform(0.1, 10000.0)
+                              : shape < 10 ? std::floor(drawn)
+                                           : drawn;
         const double reach = std::min(radius, 10000.0) * 1.2e-5;
         double x = 0, y = 0;
         const unsigned where = draw.Below(10);

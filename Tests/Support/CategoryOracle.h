@@ -74,18 +74,15 @@ inline CategoryAnswer CategoryQuery(const CategoryNode& root, const std::vector<
                     return answer;
                 }
                 if (keys[i] == "*") {
+                    // Every node of the level; at the second the areas below each.
                     current = &node.kids;
                     matched = true;
-                    if (i == 1) {
-                        for (const CategoryNode& k : *current)
-                            areas.push_back(&k.kids);
-                        finished = true;
-                    } else {
+                    finished = i == 1;
+                    if (!finished)
                         areas.push_back(current);
-                    }
-                    continue;
-                }
-                if (node.key.find(keys[i]) != std::string::npos) {
+                    for (std::size_t k = 0; finished && k < current->size(); ++k)
+                        areas.push_back(&(*current)[k].kids);
+                } else if (node.key.find(keys[i]) != std::string::npos) {
                     current = &node.kids;
                     if (i >= 2)
                         areas.push_back(current);
