@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <fstream>
 #include <map>
 #include <set>
@@ -52,8 +51,7 @@ int Distance(const Row& row, double x, double y)
     return static_cast<int>(std::hypot(row.y * 1e-6 - y, row.x * 1e-6 - x) * 100000.0);
 }
 
-class Oracle {
-public:
+struct Oracle {
     Oracle()
     {
         for (const auto& row : CompiledSample::Get().Rows()) {
@@ -121,7 +119,6 @@ public:
     std::vector<Row> rows, lowest;
     double minX, minY, maxX, maxY, width, height;
 
-private:
     long long CellOf(const Row& row) const
     {
         return static_cast<long long>((row.y * 1e-6 - minY) / height) * 800 +

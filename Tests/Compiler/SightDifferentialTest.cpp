@@ -22,62 +22,49 @@ namespace {
 
 constexpr int kQueries = 500;
 
-struct Set {
-    const char* file;
-    bool sight;
-    std::vector<NameRow> rows;
-};
-
 class SightDifferential : public ::testing::TestWithParam<bool> {
 protected:
-    static void SetUpTestSuite()
+    void SetUp() override
     {
         eDictionary& dict = eDictionary::GetInstance();
         dict.UnLoad();
         ASSERT_TRUE(dict.Load((CompiledSample::Get().Root() + "/POI/Sight/CoreDict.dct").c_str(), false));
-        for (Set* set : {&s_sights, &s_places})
-            for (const auto& f : CompiledSample::Csv(set->file)) {
-                const std::string name = GbkCodec::Gbk(f[0]);
-                set->rows.push_back({name, "", "", NameInitials::Variants(name, NdfFormat::kInitialDefaultDepth),
-                                     Postings(name)});
-            }
-        ASSERT_EQ(s_sights.rows.size(), 2500u);
-        ASSERT_GT(s_places.rows.size(), 4000u);
+        for (const auto& f : CompiledSample::Csv(m_file)) {
+            const std::string name = GbkCodec::Gbk(f[0]);
+            m_rows.push_back({name, "", "", NameInitials::Variants(name, NdfFormat::kInitialDefaultDepth), Postings(name)});
+        }
+        ASSERT_TRUE(m_sight ? m_rows.size() == 2500 : m_rows.size() > 4000) << m_rows.size();
     }
-    static void TearDownTestSuite() { eDictionary::GetInstance().UnLoad(); }
+    void TearDown() override { eDictionary::GetInstance().UnLoad(); }
 
-    static Set& Current() { return GetParam() ? s_sights : s_places; }
-
-    static Set s_sights, s_places;
+    const bool m_sight = GetParam();
+    const std::string m_file = m_sight ? "sights.csv" : "placenames.csv";
+    std::vector<NameRow> m_rows;
 };
-
-Set SightDifferential::s_sights{"sights.csv", true, {}};
-Set SightDifferential::s_places{"placenames.csv", false, {}};
 
 TEST_P(SightDifferential, InitialsMatchTheOracle)
 {
-    const Set& set = Current();
     LoadedEngine engine;
     engine.SetPoiPath(CompiledSample::Get().Root().c_str());
     const Tally floors = {{"with hits", kQueries / 2}, {"paged", kQueries / 4}, {"next letters", kQueries / 4}};
-    RunQueries(kQueries, set.sight ? 105 : 108, floors, [&](Draw& draw, Tally& tally, int) {
-        const std::string typed = TypedInitials(draw, draw.Pick(draw.Pick(set.rows).keys), 5, "QVUI{ 9");
-        SCOPED_TRACE(std::string(set.file) + " '" + typed + "'");
+    RunQueries(kQueries, m_sight ? 105 : 108, floors, [&](Draw& draw, Tally& tally, int) {
+        const std::string typed = TypedInitials(draw, draw.Pick(draw.Pick(m_rows).keys), 5, "QVUI{ 9");
+        SCOPED_TRACE(m_file + " '" + typed + "'");
 
         // A prefix lists at most 100 direct hits (initials equal to the typed
         // ones) in record order, 99 when more lie below it; the rest are
         // paged. A first batch of exactly 100 offers every letter.
-        const PrefixAnswer want = ByPrefix(set.rows, Fold(typed), [](const NameRow&) { return true; });
+        const PrefixAnswer want = ByPrefix(m_rows, Fold(typed), [](const NameRow&) { return true; });
         const bool deeper = !want.letters.empty();
         const std::size_t loaded = std::min<std::size_t>(want.direct.size(), deeper ? 99 : 100);
         const int count = static_cast<int>(deeper ? want.all.size() : loaded);
         char* letters = nullptr;
         int letterCount = -1;
-        ASSERT_TRUE(set.sight ? engine.QuerySightByPY(typed.c_str(), letters, letterCount)
+        ASSERT_TRUE(m_sight ? engine.QuerySightByPY(typed.c_str(), letters, letterCount)
                               : engine.QueryPlaceNameByPY(typed.c_str(), letters, letterCount));
         ExpectInitials(engine, count, static_cast<int>(loaded),
                        loaded == 100 ? "abcdefghijklmnopqrstuvwxyz" : NextLetters(want.letters), letters,
-                       letterCount, set.sight);
+                       letterCount, m_sight);
         const std::vector<std::string> names = HitNames(engine, false);
         ASSERT_EQ(names.size(), static_cast<std::size_t>(count));
         EXPECT_TRUE(std::equal(want.direct.begin(), want.direct.begin() + static_cast<long>(loaded), names.begin()));
@@ -92,21 +79,20 @@ TEST_P(SightDifferential, InitialsMatchTheOracle)
 
 TEST_P(SightDifferential, TextMatchesTheOracle)
 {
-    const Set& set = Current();
     LoadedEngine engine;
     engine.SetPoiPath(CompiledSample::Get().Root().c_str());
-    const WordIndex index(set.rows);
+    const WordIndex index(m_rows);
     const Tally floors = {{"with hits", kQueries * 3 / 4}, {"loose", kQueries / 10}, {"capped", 0}};
-    RunQueries(kQueries, set.sight ? 106 : 107, floors, [&](Draw& draw, Tally& tally, int) {
+    RunQueries(kQueries, m_sight ? 106 : 107, floors, [&](Draw& draw, Tally& tally, int) {
         // One to three words cut from a real name, as a phrase or spaced.
-        const std::string typed = Phrase(draw, CutWords(draw.Pick(set.rows).name), true);
-        SCOPED_TRACE(std::string(set.file) + " '" + GbkCodec::Utf8(typed) + "'");
+        const std::string typed = Phrase(draw, CutWords(draw.Pick(m_rows).name), true);
+        SCOPED_TRACE(m_file + " '" + GbkCodec::Utf8(typed) + "'");
 
         // Every word must be in the set; in one piece each word right behind
         // the one before, across pieces anywhere.
         std::multiset<std::string> want;
         index.Find(typed, [](const NameRow&) { return true; }, want);
-        ASSERT_TRUE(set.sight ? engine.QuerySightByText(typed.c_str()) : engine.QueryPlaceNameByText(typed.c_str()));
+        ASSERT_TRUE(m_sight ? engine.QuerySightByText(typed.c_str()) : engine.QueryPlaceNameByText(typed.c_str()));
         ASSERT_EQ(engine.GetPOICount(0), static_cast<int>(std::min<std::size_t>(want.size(), 100)));
         tally["capped"] += ExpectCapped(HitSet(engine), want);
         tally["with hits"] += !want.empty();
