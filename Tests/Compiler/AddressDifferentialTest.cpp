@@ -152,8 +152,7 @@ TEST_F(AddressDifferential, RandomQueriesMatchTheModel)
                 continue;
             ePoiInfo info{};
             ASSERT_TRUE(engine.GetPOIInfo(0, static_cast<int>(i), info)) << i;
-            const Hit got{NameOf(info), info.nCode};
-            ASSERT_EQ(got, expected[i]) << "hit " << i;
+            ASSERT_EQ(Hit(NameOf(info), info.nCode), expected[i]) << "hit " << i;
             if (levelArg < 3) {
                 ASSERT_EQ(info.dX, 0.0);
                 ASSERT_EQ(info.szAddress[0], '\0');
@@ -180,16 +179,14 @@ TEST_F(AddressDifferential, LevelKindAndTheReaderMadeOnce)
         EXPECT_EQ(engine.GetPOICount(0), textHits);
     }
     ASSERT_TRUE(engine.QueryByAddress(4, bj.c_str(), bj.c_str(), dc.c_str(), "2000"));
-    ePoiInfo info{};
-    ASSERT_GT(engine.GetPOICount(0), 0);
-    ASSERT_TRUE(engine.GetPOIInfo(0, 0, info));
-    EXPECT_NE(info.dX, 0.0);
-    EXPECT_NE(info.szAddress[0], '\0');
+    const std::vector<ePoiInfo> first = HitInfos(engine, 1);
+    ASSERT_EQ(first.size(), 1u);
+    EXPECT_NE(first[0].dX, 0.0);
+    EXPECT_NE(first[0].szAddress[0], '\0');
     // A failed search keeps the hits and the level of the last good one.
     EXPECT_FALSE(engine.QueryByAddress(1, GbkCodec::Gbk("天津").c_str(), "*", "*", "*"));
-    ePoiInfo again{};
-    ASSERT_TRUE(engine.GetPOIInfo(0, 0, again));
-    EXPECT_EQ(again.dX, info.dX);
+    ASSERT_EQ(HitInfos(engine, 1).size(), 1u);
+    EXPECT_EQ(HitInfos(engine, 1)[0].dX, first[0].dX);
 
     // Without the file the reader stays unconfigured, and the file is not
     // tried again until ReleaseQueryMem drops the reader.
