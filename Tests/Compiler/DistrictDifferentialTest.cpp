@@ -150,8 +150,10 @@ TEST(DistrictDifferential, RandomPointsMatchTheOracle)
         const ePoint2D& w = ring[(&v - ring.data() + 1) % ring.size()];
         ePoint2D p;
         if (q < 1000) { // in and around a county's box
-            const auto [x0, x1] = std::minmax_element(ring.begin(), ring.end(), [](auto& a, auto& b) { return a.x < b.x; });
-            const auto [y0, y1] = std::minmax_element(ring.begin(), ring.end(), [](auto& a, auto& b) { return a.y < b.y; });
+            const auto byX = [](const ePoint2D& a, const ePoint2D& b) { return a.x < b.x; };
+            const auto byY = [](const ePoint2D& a, const ePoint2D& b) { return a.y < b.y; };
+            const auto [x0, x1] = std::minmax_element(ring.begin(), ring.end(), byX);
+            const auto [y0, y1] = std::minmax_element(ring.begin(), ring.end(), byY);
             const double dx = 0.05 * (x1->x - x0->x), dy = 0.05 * (y1->y - y0->y);
             p = {draw.Uniform(x0->x - dx, x1->x + dx), draw.Uniform(y0->y - dy, y1->y + dy)};
         } else if (q < 1500) { // on a border: a vertex or a point of an edge

@@ -28,7 +28,8 @@ TEST(InitialDifferential, RandomQueriesMatchTheOracle)
     std::vector<NameRow> rows;
     std::vector<std::string> keys;
     for (const auto& r : sample.Rows()) {
-        rows.push_back({r.name, r.province, r.city, NameInitials::Variants(r.name, NdfFormat::kInitialDefaultDepth), {}});
+        rows.push_back(
+            {r.name, r.province, r.city, NameInitials::Variants(r.name, NdfFormat::kInitialDefaultDepth), {}});
         keys.insert(keys.end(), rows.back().keys.begin(), rows.back().keys.end());
     }
     ASSERT_EQ(rows.size(), 50000u);
@@ -50,8 +51,8 @@ TEST(InitialDifferential, RandomQueriesMatchTheOracle)
         const int direct = static_cast<int>(want.direct.size());
         char* letters = nullptr;
         int letterCount = -1;
-        ASSERT_TRUE(engine.QueryByInitial(3, set.first, districts.first.c_str(), districts.second.c_str(), typed.c_str(),
-                                          letters, letterCount));
+        ASSERT_TRUE(engine.QueryByInitial(3, set.first, districts.first.c_str(), districts.second.c_str(),
+                                          typed.c_str(), letters, letterCount));
         ExpectInitials(engine, static_cast<int>(want.all.size()), std::min(direct, 100),
                        direct >= 100 ? "abcdefghijklmnopqrstuvwxyz" : NextLetters(want.letters), letters, letterCount);
         const std::multiset<std::string> got = HitSet(engine);

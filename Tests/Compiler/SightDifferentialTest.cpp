@@ -31,7 +31,8 @@ protected:
         ASSERT_TRUE(dict.Load((CompiledSample::Get().Root() + "/POI/Sight/CoreDict.dct").c_str(), false));
         for (const auto& f : CompiledSample::Csv(m_file)) {
             const std::string name = GbkCodec::Gbk(f[0]);
-            m_rows.push_back({name, "", "", NameInitials::Variants(name, NdfFormat::kInitialDefaultDepth), Postings(name)});
+            m_rows.push_back(
+                {name, "", "", NameInitials::Variants(name, NdfFormat::kInitialDefaultDepth), Postings(name)});
         }
         ASSERT_TRUE(m_sight ? m_rows.size() == 2500 : m_rows.size() > 4000) << m_rows.size();
     }

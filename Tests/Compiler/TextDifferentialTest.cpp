@@ -23,8 +23,10 @@ namespace {
 std::multiset<std::string> Oracle(const WordIndex& index, const std::string& province, const std::string& typed)
 {
     // The typed text in the forms the data writes.
-    const bool letter = std::any_of(typed.begin(), typed.end(), [](unsigned char c) { return c < 0x80 && std::isalpha(c); });
-    const bool digit = std::any_of(typed.begin(), typed.end(), [](unsigned char c) { return c < 0x80 && std::isdigit(c); });
+    const auto any = [&](int (*is)(int)) {
+        return std::any_of(typed.begin(), typed.end(), [&](unsigned char c) { return c < 0x80 && is(c); });
+    };
+    const bool letter = any(std::isalpha), digit = any(std::isdigit);
     const std::string text = letter ? ToFullWidthLetters(typed.c_str()).Cstr() : typed;
     std::vector<std::string> keywords{text};
     if (digit)
@@ -56,7 +58,8 @@ TEST(TextDifferential, RandomQueriesMatchTheOracle)
     std::vector<NameRow> rows; // digits and letters of the names as indexed, in full width
     std::vector<const NameRow*> numbered; // names that hold half-width digits
     for (const auto& r : sample.Rows())
-        rows.push_back({r.name, r.province, "", {}, Postings(ToFullWidthLetters(ToFullWidthDigits(r.name.c_str()).Cstr()).Cstr())});
+        rows.push_back({r.name, r.province, "", {},
+                        Postings(ToFullWidthLetters(ToFullWidthDigits(r.name.c_str()).Cstr()).Cstr())});
     for (const NameRow& r : rows)
         if (HasDigit(r.name))
             numbered.push_back(&r);
@@ -74,7 +77,8 @@ TEST(TextDifferential, RandomQueriesMatchTheOracle)
         const bool withDigits = draw.OneIn(6);
         const std::vector<std::string> words = CutWords(withDigits ? draw.Pick(numbered)->name : draw.Pick(rows).name);
         const auto digits = std::find_if(words.begin(), words.end(), HasDigit);
-        std::string typed = Phrase(draw, words, true, withDigits && digits != words.end() ? digits - words.begin() : -1);
+        const int from = withDigits && digits != words.end() ? static_cast<int>(digits - words.begin()) : -1;
+        std::string typed = Phrase(draw, words, true, from);
         // Now and then a typed digit and letter in front (3a...), which the
         // search widens to full width and to Chinese numerals.
         if (!withDigits && draw.OneIn(8))

@@ -128,7 +128,10 @@ inline bool Named(const std::string& name, const std::string& key)
     return key == "*" || name.find(key) != std::string::npos;
 }
 
-inline bool InDistricts(const NameRow& r, const Districts& d) { return Named(r.province, d.first) && Named(r.city, d.second); }
+inline bool InDistricts(const NameRow& r, const Districts& d)
+{
+    return Named(r.province, d.first) && Named(r.city, d.second);
+}
 
 // An initials search's answer against the expected hit count, first batch and
 // next letters; `terminated` when the letters end with a NUL.
