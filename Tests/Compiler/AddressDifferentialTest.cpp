@@ -9,13 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <random>
-#include <sstream>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "Compiler/Gazetteer.h"
@@ -23,14 +18,12 @@
 #include "POIEngine/eNdfIndexCategory.h"
 #include "POIEngine/ePOIEngineManager.h"
 #include "Support/CategoryOracle.h"
-#include "Support/CompiledSample.h"
+#include "Support/Differential.h"
 
 using namespace Kest;
-using KestTest::CategoryNode;
+using namespace KestTest;
 
 namespace {
-
-const std::string kSample = std::string(KEST_TEST_DATA) + "/../../Data/Sample";
 
 class Engine : public ePOIEngineManager {
 public:
@@ -42,143 +35,111 @@ public:
     }
 };
 
-std::string ReadFile(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-// Parts of a GBK name: every run of one or two whole characters.
-std::vector<std::string> Parts(const std::string& name)
-{
-    std::vector<std::string> parts;
-    for (std::size_t at = 0; at + 2 <= name.size(); at += 2)
-        for (std::size_t length : {2u, 4u})
-            if (at + length <= name.size())
-                parts.push_back(name.substr(at, length));
-    return parts;
-}
-
 class AddressDifferential : public ::testing::Test {
 protected:
     static void SetUpTestSuite()
     {
-        s_root = KestTest::CompiledSample::Get().Root();
         Gazetteer gazetteer;
         std::string error;
-        ASSERT_TRUE(gazetteer.Parse(ReadFile(kSample + "/districts.geojson"), error)) << error;
+        const auto json = TempDir::Read(std::string(KEST_TEST_DATA) + "/../../Data/Sample/districts.geojson");
+        ASSERT_TRUE(gazetteer.Parse(std::string(json.begin(), json.end()), error)) << error;
 
         // The POIs of each county: (category, name) in the store's order.
         std::vector<std::vector<std::pair<std::uint32_t, std::string>>> byCounty(gazetteer.Counties().size());
-        for (const auto& row : KestTest::CompiledSample::Get().Rows()) {
+        for (const auto& row : CompiledSample::Get().Rows()) {
             const auto& f = row.fields;
             const int county = gazetteer.FindCounty(f[5], f[6], f[7]);
             ASSERT_GE(county, 0) << f[0];
             byCounty[static_cast<std::size_t>(county)].emplace_back(static_cast<std::uint32_t>(std::stoul(f[3])),
                                                                     row.name);
+            s_codes.push_back(std::to_string(byCounty[static_cast<std::size_t>(county)].back().first));
         }
 
         // The tree, areas in gazetteer order, categories ascending.
         for (const Gazetteer::Province& p : gazetteer.Provinces()) {
-            s_tree.kids.push_back(CategoryNode{GbkCodec::Gbk(p.name), {}, false, 0});
+            CategoryNode& province = s_tree.kids.emplace_back(CategoryNode{GbkCodec::Gbk(p.name), {}, false, 0});
             for (int c : p.cities) {
                 const Gazetteer::City& city = gazetteer.Cities()[static_cast<std::size_t>(c)];
-                s_tree.kids.back().kids.push_back(CategoryNode{GbkCodec::Gbk(city.name), {}, false, 0});
+                CategoryNode& town = province.kids.emplace_back(CategoryNode{GbkCodec::Gbk(city.name), {}, false, 0});
                 for (int k : city.counties) {
                     auto& pois = byCounty[static_cast<std::size_t>(k)];
                     std::sort(pois.begin(), pois.end());
-                    CategoryNode county{GbkCodec::Gbk(gazetteer.Counties()[static_cast<std::size_t>(k)].name), {}, false, 0};
-                    for (const auto& [code, name] : pois) {
-                        if (county.kids.empty() || county.kids.back().key != KestTest::CodeKey(code))
-                            county.kids.push_back(CategoryNode{KestTest::CodeKey(code), {}, false, 0});
-                        county.kids.back().kids.push_back(CategoryNode{name, {}, true, code});
+                    const std::string& name = gazetteer.Counties()[static_cast<std::size_t>(k)].name;
+                    CategoryNode& county = town.kids.emplace_back(CategoryNode{GbkCodec::Gbk(name), {}, false, 0});
+                    for (const auto& [code, poi] : pois) {
+                        if (county.kids.empty() || county.kids.back().key != CodeKey(code))
+                            county.kids.push_back(CategoryNode{CodeKey(code), {}, false, 0});
+                        county.kids.back().kids.push_back(CategoryNode{poi, {}, true, code});
                     }
-                    s_tree.kids.back().kids.back().kids.push_back(std::move(county));
                 }
             }
         }
     }
 
-    static std::string s_root;
     static CategoryNode s_tree;
+    static std::vector<std::string> s_codes; // the category of every POI
 };
 
-std::string AddressDifferential::s_root;
 CategoryNode AddressDifferential::s_tree;
+std::vector<std::string> AddressDifferential::s_codes;
 
-struct Hit {
-    std::string name;
-    std::uint32_t code;
-    bool operator==(const Hit& o) const { return name == o.name && code == o.code; }
-};
-
-std::ostream& operator<<(std::ostream& out, const Hit& h) { return out << GbkCodec::Utf8(h.name) << "/" << h.code; }
+using Hit = std::pair<std::string, std::uint32_t>; // name, code
 
 TEST_F(AddressDifferential, RandomQueriesMatchTheModel)
 {
-    std::mt19937 rng(20261125);
-    auto pick = [&](const std::vector<std::string>& from) { return from[rng() % from.size()]; };
-    std::vector<std::string> codes;
-    for (const auto& p : s_tree.kids)
-        for (const auto& c : p.kids)
-            for (const auto& k : c.kids)
-                for (const auto& cat : k.kids)
-                    codes.push_back(std::to_string(cat.kids.front().code));
-
     Engine engine;
-    engine.SetPoiPath(s_root.c_str());
-    int queries = 0, succeeded = 0, filtered = 0;
+    engine.SetPoiPath(CompiledSample::Get().Root().c_str());
     long long compared = 0;
-    for (; queries < 1500; ++queries) {
+    const Tally floors = {{"true", 500}, {"false", 100}, {"filtered", 300}};
+    RunQueries(1500, 20261125, floors, [&](Draw& draw, Tally& tally, int q) {
         // Area keys: a name of the level the walk reaches, a part of one, "*",
         // an empty key or a name found nowhere.
         std::vector<std::string> keys;
         const std::vector<CategoryNode>* level = &s_tree.kids;
         for (int i = 0; i < 3; ++i) {
-            const unsigned kind = rng() % 12;
+            const unsigned kind = draw.Below(12);
             if (kind < 2 || level->empty()) {
                 keys.push_back("*");
             } else if (kind == 2) {
-                keys.push_back(rng() % 2 ? "" : GbkCodec::Gbk("天津"));
+                keys.push_back(draw.OneIn(2) ? "" : GbkCodec::Gbk("天津"));
             } else {
-                const CategoryNode& node = (*level)[rng() % level->size()];
-                keys.push_back(kind < 7 ? node.key : pick(Parts(node.key)));
+                const CategoryNode& node = draw.Pick(*level);
+                // A part: one or two whole characters from any place of the name.
+                const std::size_t at = 2 * draw.Below(node.key.size() / 2);
+                keys.push_back(kind < 7 ? node.key : node.key.substr(at, draw.OneIn(2) ? 2 : 4));
                 level = &node.kids;
             }
         }
-        const unsigned kind = rng() % 10;
-        keys.push_back(kind < 4   ? pick(codes)
+        const unsigned kind = draw.Below(10);
+        keys.push_back(kind < 4   ? draw.Pick(s_codes)
                        : kind < 5 ? std::string("*")
                        : kind < 6 ? std::string()
                        : kind < 7 ? std::string("0")
-                       : kind < 8 ? std::to_string(1000 + rng() % 20000)
-                                  : pick({"abc", "2000abc", "-1", "99999999999"}));
-        const int levelArg = 1 + static_cast<int>(rng() % 4);
-        SCOPED_TRACE(testing::Message() << "query " << queries << ": " << GbkCodec::Utf8(keys[0]) << " / "
-                                        << GbkCodec::Utf8(keys[1]) << " / " << GbkCodec::Utf8(keys[2]) << " / "
-                                        << keys[3] << " level " << levelArg);
+                       : kind < 8 ? std::to_string(1000 + draw.Below(20000))
+                                  : draw.Pick(std::vector<std::string>{"abc", "2000abc", "-1", "99999999999"}));
+        const int levelArg = 1 + static_cast<int>(draw.Below(4));
+        SCOPED_TRACE(testing::Message() << GbkCodec::Utf8(keys[0]) << " / " << GbkCodec::Utf8(keys[1]) << " / "
+                                        << GbkCodec::Utf8(keys[2]) << " / " << keys[3] << " level " << levelArg);
 
         // Memory released now and then, and other searches in between.
-        if (queries % 97 == 96)
+        if (q % 97 == 96)
             engine.ReleaseQueryMem();
-        if (queries % 50 == 25) {
+        if (q % 50 == 25) {
             char* next = nullptr;
             int count = 0;
             engine.QueryByInitial(3, 10, "*", "*", "BJ", next, count);
         }
 
-        const KestTest::CategoryAnswer model = KestTest::CategoryQuery(s_tree, keys);
-        const bool ok = engine.QueryByAddress(levelArg, keys[0].c_str(), keys[1].c_str(), keys[2].c_str(),
-                                              keys[3].c_str());
+        const CategoryAnswer model = CategoryQuery(s_tree, keys);
+        const bool ok =
+            engine.QueryByAddress(levelArg, keys[0].c_str(), keys[1].c_str(), keys[2].c_str(), keys[3].c_str());
         ASSERT_EQ(ok, model.ok);
         EXPECT_EQ(engine.QueryKind(), 3);
+        tally[ok ? "true" : "false"] += 1;
         if (!ok)
-            continue;
-        ++succeeded;
+            return;
         EXPECT_EQ(engine.HitTotal(), model.hitTotal);
-        filtered += model.hitTotal > 0 ? 1 : 0;
+        tally["filtered"] += model.hitTotal > 0;
         std::vector<Hit> expected;
         for (const auto* range : model.ranges)
             for (const CategoryNode& node : *range)
@@ -186,29 +147,20 @@ TEST_F(AddressDifferential, RandomQueriesMatchTheModel)
         ASSERT_EQ(engine.GetPOICount(0), static_cast<int>(expected.size()));
 
         // Every hit of a short list; of a long one its ends and a sample.
-        std::vector<std::size_t> at;
-        for (std::size_t i = 0; i < expected.size(); ++i)
-            if (expected.size() <= 300 || i < 100 || i + 50 >= expected.size() || rng() % 200 == 0)
-                at.push_back(i);
-        for (std::size_t i : at) {
-            ePoiInfo info;
-            std::memset(&info, 0, sizeof info);
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            if (expected.size() > 300 && i >= 100 && i + 50 < expected.size() && !draw.OneIn(200))
+                continue;
+            ePoiInfo info{};
             ASSERT_TRUE(engine.GetPOIInfo(0, static_cast<int>(i), info)) << i;
-            const Hit got{std::string(info.szName, strnlen(info.szName, sizeof info.szName)), info.nCode};
-            ASSERT_EQ(got, expected[i]) << "hit " << i;
+            ASSERT_EQ(Hit(NameOf(info), info.nCode), expected[i]) << "hit " << i;
             if (levelArg < 3) {
                 ASSERT_EQ(info.dX, 0.0);
                 ASSERT_EQ(info.szAddress[0], '\0');
             }
             ++compared;
         }
-    }
-    // Both outcomes, and the category filter, are common enough to count.
-    EXPECT_GT(succeeded, 500);
-    EXPECT_LT(succeeded, queries - 100);
-    EXPECT_GT(filtered, 300);
-    std::printf("%d queries, %d true, %d with filtered hits, %lld hits compared\n", queries, succeeded, filtered,
-                compared);
+    });
+    std::printf("%lld hits compared\n", compared);
 }
 
 // What the facade adds to the index: the level's range, the kind and the
@@ -216,8 +168,9 @@ TEST_F(AddressDifferential, RandomQueriesMatchTheModel)
 TEST_F(AddressDifferential, LevelKindAndTheReaderMadeOnce)
 {
     const std::string bj = GbkCodec::Gbk("北京"), dc = GbkCodec::Gbk("东城");
+    const std::string data = CompiledSample::Get().Root();
     Engine engine;
-    engine.SetPoiPath(s_root.c_str());
+    engine.SetPoiPath(data.c_str());
     ASSERT_TRUE(engine.QueryByFullText(3, 10, "*", "*", GbkCodec::Gbk("大学").c_str()));
     const int textHits = engine.GetPOICount(0);
     for (int level : {0, 5, -1}) {
@@ -226,22 +179,20 @@ TEST_F(AddressDifferential, LevelKindAndTheReaderMadeOnce)
         EXPECT_EQ(engine.GetPOICount(0), textHits);
     }
     ASSERT_TRUE(engine.QueryByAddress(4, bj.c_str(), bj.c_str(), dc.c_str(), "2000"));
-    ePoiInfo info{};
-    ASSERT_GT(engine.GetPOICount(0), 0);
-    ASSERT_TRUE(engine.GetPOIInfo(0, 0, info));
-    EXPECT_NE(info.dX, 0.0);
-    EXPECT_NE(info.szAddress[0], '\0');
+    const std::vector<ePoiInfo> first = HitInfos(engine, 1);
+    ASSERT_EQ(first.size(), 1u);
+    EXPECT_NE(first[0].dX, 0.0);
+    EXPECT_NE(first[0].szAddress[0], '\0');
     // A failed search keeps the hits and the level of the last good one.
     EXPECT_FALSE(engine.QueryByAddress(1, GbkCodec::Gbk("天津").c_str(), "*", "*", "*"));
-    ePoiInfo again{};
-    ASSERT_TRUE(engine.GetPOIInfo(0, 0, again));
-    EXPECT_EQ(again.dX, info.dX);
+    ASSERT_EQ(HitInfos(engine, 1).size(), 1u);
+    EXPECT_EQ(HitInfos(engine, 1)[0].dX, first[0].dX);
 
     // Without the file the reader stays unconfigured, and the file is not
     // tried again until ReleaseQueryMem drops the reader.
-    KestTest::TempDir copy;
+    TempDir copy;
     const std::string root = copy.Path("data");
-    std::filesystem::copy(s_root, root, std::filesystem::copy_options::recursive);
+    std::filesystem::copy(data, root, std::filesystem::copy_options::recursive);
     const std::string file = root + "/POI/100.ndf";
     std::filesystem::rename(file, file + ".away");
     Engine late;

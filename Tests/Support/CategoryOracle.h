@@ -52,17 +52,14 @@ inline CategoryAnswer CategoryQuery(const CategoryNode& root, const std::vector<
     if (n == 0) {
         areas.push_back(&root.kids);
     } else if (n == 1 && keys[0] != "*") {
-        bool found = keys[0].empty();
-        for (const CategoryNode& p : root.kids) {
-            if (keys[0].empty())
+        // An empty key takes every province, a name the first equal to it.
+        for (const CategoryNode& p : root.kids)
+            if (keys[0].empty() || p.key == keys[0]) {
                 areas.push_back(&p.kids);
-            else if (p.key == keys[0]) {
-                areas.push_back(&p.kids);
-                found = true;
-                break;
+                if (!keys[0].empty())
+                    break;
             }
-        }
-        if (!found)
+        if (areas.empty() && !keys[0].empty())
             return answer;
     } else {
         Range current = &root.kids;
@@ -77,18 +74,15 @@ inline CategoryAnswer CategoryQuery(const CategoryNode& root, const std::vector<
                     return answer;
                 }
                 if (keys[i] == "*") {
+                    // Every node of the level; at the second the areas below each.
                     current = &node.kids;
                     matched = true;
-                    if (i == 1) {
-                        for (const CategoryNode& k : *current)
-                            areas.push_back(&k.kids);
-                        finished = true;
-                    } else {
+                    finished = i == 1;
+                    if (!finished)
                         areas.push_back(current);
-                    }
-                    continue;
-                }
-                if (node.key.find(keys[i]) != std::string::npos) {
+                    for (std::size_t k = 0; finished && k < current->size(); ++k)
+                        areas.push_back(&(*current)[k].kids);
+                } else if (node.key.find(keys[i]) != std::string::npos) {
                     current = &node.kids;
                     if (i >= 2)
                         areas.push_back(current);
@@ -117,16 +111,13 @@ inline CategoryAnswer CategoryQuery(const CategoryNode& root, const std::vector<
                 answer.ranges.push_back(&node.kids);
                 continue;
             }
-            if (node.key.size() != 4)
+            if (node.key.size() != 4 || KeyCode(node.key) > wanted)
                 break;
-            const std::uint32_t code = KeyCode(node.key);
-            if (code > wanted)
+            if (KeyCode(node.key) == wanted) {
+                answer.ranges.push_back(&node.kids);
+                answer.hitTotal += static_cast<std::uint32_t>(node.kids.size());
                 break;
-            if (code < wanted)
-                continue;
-            answer.ranges.push_back(&node.kids);
-            answer.hitTotal += static_cast<std::uint32_t>(node.kids.size());
-            break;
+            }
         }
     }
     answer.ok = true;

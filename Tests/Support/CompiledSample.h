@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -33,42 +34,51 @@ public:
 };
 
 // Typed initials as the initial searches fold them.
-inline std::string Fold(const std::string& typed)
+inline std::string Fold(std::string typed)
 {
-    std::string out;
-    for (char c : typed)
-        out.push_back(static_cast<char>(Kest::eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(c))));
-    return out;
+    for (char& c : typed)
+        c = static_cast<char>(Kest::eNdfIndexInitial::FoldLetter(static_cast<unsigned char>(c)));
+    return typed;
 }
 
 // The next letters the initial searches offer: by signed byte, lower case.
 inline std::string NextLetters(const std::set<char>& letters)
 {
-    std::vector<signed char> sorted(letters.begin(), letters.end());
-    std::sort(sorted.begin(), sorted.end());
-    std::string next;
-    for (signed char c : sorted)
-        next.push_back(static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c));
+    std::string next(letters.begin(), letters.end());
+    std::sort(next.begin(), next.end(), [](signed char a, signed char b) { return a < b; });
+    for (char& c : next)
+        c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
     return next;
+}
+
+// The last search's hits as GetPOIInfo gives them, up to `limit` of them.
+inline std::vector<Kest::ePoiInfo> HitInfos(Kest::ePOIEngineManager& engine, int limit = INT_MAX)
+{
+    std::vector<Kest::ePoiInfo> infos;
+    for (Kest::ePoiInfo info{}; static_cast<int>(infos.size()) < limit; info = Kest::ePoiInfo{}) {
+        if (!engine.GetPOIInfo(0, static_cast<int>(infos.size()), info))
+            break;
+        infos.push_back(info);
+    }
+    return infos;
+}
+
+inline std::string NameOf(const Kest::ePoiInfo& info)
+{
+    return std::string(info.szName, strnlen(info.szName, sizeof info.szName));
 }
 
 // The names of the last search's hits, in order (UTF-8, or GBK as stored).
 inline std::vector<std::string> HitNames(Kest::ePOIEngineManager& engine, bool utf8 = true)
 {
     std::vector<std::string> names;
-    for (int i = 0; i < engine.GetPOICount(0); ++i) {
-        Kest::ePoiInfo info{};
-        if (!engine.GetPOIInfo(0, i, info))
-            break;
-        const std::string gbk(info.szName, strnlen(info.szName, sizeof info.szName));
-        names.push_back(utf8 ? Kest::GbkCodec::Utf8(gbk) : gbk);
-    }
+    for (const Kest::ePoiInfo& info : HitInfos(engine, engine.GetPOICount(0)))
+        names.push_back(utf8 ? Kest::GbkCodec::Utf8(NameOf(info)) : NameOf(info));
     return names;
 }
 
 struct SampleRow {
-    std::string name; // GBK
-    std::string province, city; // GBK
+    std::string name, province, city; // GBK
     std::vector<std::string> fields; // the eight fields of pois.csv as written (UTF-8)
 };
 
@@ -76,7 +86,7 @@ struct SampleRow {
 inline std::multiset<std::string> HitSet(Kest::ePOIEngineManager& engine)
 {
     const std::vector<std::string> names = HitNames(engine, false);
-    return std::multiset<std::string>(names.begin(), names.end());
+    return {names.begin(), names.end()};
 }
 
 class CompiledSample {
@@ -111,17 +121,15 @@ public:
         return out;
     }
 
-    // The first field of every row of a source file of the sample (header
-    // left out), in file order, in GBK.
-    static std::vector<std::string> Names(const std::string& file)
+    // The rows of a source file of the sample, split, header left out (UTF-8).
+    static std::vector<std::vector<std::string>> Csv(const std::string& file)
     {
         std::ifstream csv(std::string(KEST_TEST_DATA) + "/../../Data/Sample/" + file);
-        std::vector<std::string> names;
+        std::vector<std::vector<std::string>> rows;
         std::string line;
-        std::getline(csv, line); // header
-        while (std::getline(csv, line))
-            names.push_back(Kest::GbkCodec::Gbk(SplitCsv(line)[0]));
-        return names;
+        for (std::getline(csv, line); std::getline(csv, line);) // the header first
+            rows.push_back(SplitCsv(line));
+        return rows;
     }
 
 private:
@@ -143,16 +151,11 @@ private:
 
         std::ifstream sets(m_root + "/POI/datasets.txt");
         int number = 0;
-        std::string province;
-        while (sets >> number >> province)
+        for (std::string province; sets >> number >> province;)
             m_sets[number] = Kest::GbkCodec::Gbk(province);
 
-        std::ifstream csv(sample + "/pois.csv");
-        std::string line;
-        std::getline(csv, line); // header
-        while (std::getline(csv, line)) {
-            const auto f = SplitCsv(line);
-            EXPECT_EQ(f.size(), 8u) << line;
+        for (const auto& f : Csv("pois.csv")) {
+            EXPECT_EQ(f.size(), 8u) << f[0];
             if (f.size() == 8)
                 m_rows.push_back({Kest::GbkCodec::Gbk(f[0]), Kest::GbkCodec::Gbk(f[5]), Kest::GbkCodec::Gbk(f[6]), f});
         }

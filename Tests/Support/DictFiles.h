@@ -48,14 +48,12 @@ using RawSlots = std::map<int, std::vector<std::pair<std::int64_t, std::string>>
 inline std::string DictBytes(const RawSlots& slots)
 {
     std::string out;
+    const std::vector<std::pair<std::int64_t, std::string>> none;
     for (int slot = 0; slot < Kest::eDictionary::kSlotCount; ++slot) {
         const auto it = slots.find(slot);
-        if (it == slots.end()) {
-            PutInt(out, 0);
-            continue;
-        }
-        PutInt(out, static_cast<std::int64_t>(it->second.size()));
-        for (const auto& [freq, text] : it->second) {
+        const auto& words = it == slots.end() ? none : it->second;
+        PutInt(out, static_cast<std::int64_t>(words.size()));
+        for (const auto& [freq, text] : words) {
             PutInt(out, freq);
             PutInt(out, static_cast<std::int64_t>(text.size()));
             out += text;
