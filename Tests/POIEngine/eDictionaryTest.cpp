@@ -169,6 +169,16 @@ TEST_F(Dictionary, ShortAndCorruptFilesKeepWhatWasRead)
     EXPECT_EQ(0, Dict().GetItemSize(0));
     EXPECT_EQ(1, Dict().GetItemSize(1));
     EXPECT_EQ(0, Dict().GetItemSize(2)); // the load ends there
+
+    std::string cut; // slot 0: a word, then one of length -3
+    for (int v : {2, 1, 3})
+        PutInt(cut, v);
+    cut += "abc";
+    for (int v : {1, -3})
+        PutInt(cut, v);
+    LoadDict(cut);
+    EXPECT_TRUE(Add(G("北京"), 1)); // placed after the word read, not over its end
+    EXPECT_TRUE(Has(G("啊") + "abc"));
 }
 
 TEST_F(Dictionary, TheArenaLimitEndsTheLoadAndPersistsAcrossLoads)
@@ -194,6 +204,13 @@ TEST_F(Dictionary, TheArenaLimitEndsTheLoadAndPersistsAcrossLoads)
     LoadDict(huge + "abc");
     EXPECT_EQ(1, Dict().GetItemSize(0));
     EXPECT_FALSE(Has(G("啊") + "abc"));
+
+    // A word and its terminator end one byte before the arena's end: the
+    // next word, two bytes, does not fit.
+    const std::string fill(eDictionary::kArenaSize - 2, 'a'); // sorts before "b"
+    LoadDict(DictBytes({{0, {{1, fill}, {1, "b"}}}}));
+    EXPECT_TRUE(Has(G("啊") + fill));
+    EXPECT_FALSE(Has(G("啊") + "b"));
 }
 
 TEST_F(Dictionary, PreStandRejectsForbiddenCharactersAndSplitsAtSpaces)
